@@ -1,0 +1,46 @@
+# The front door: every target installs what it needs, then configures and builds the
+# preset it uses. See README.md.
+
+SHELL := /bin/bash
+JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 20
+DEPS := scripts/install-deps.sh
+
+.PHONY: all deps debug asan release fuzz-build test unit-test fuzz bench demo install format tidy clean
+
+all: debug
+
+deps:
+	@bash $(DEPS)
+
+debug asan release: deps
+	@cmake --preset $@ >/dev/null
+	@cmake --build --preset $@ -j $(JOBS)
+
+fuzz-build: deps
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz -j $(JOBS) --target $$(cd fuzz && ls *_fuzz.cpp 2>/dev/null | sed 's/\.cpp$$//')
+
+# The whole suite under both the plain and the sanitizer build, then each fuzz target for a
+# short bounded time. CTest's summary of the asan run closes the output.
+test: debug asan fuzz
+	@ctest --test-dir build/debug --output-on-failure -j $(JOBS)
+	@ctest --test-dir build/asan --output-on-failure -j $(JOBS)
+
+fuzz: fuzz-build
+	@bash scripts/run-fuzzers.sh build/fuzz $(FUZZ_SECONDS)
+
+bench: release
+	@bash scripts/run-benchmarks.sh build/release
+
+demo: debug
+	@bash scripts/demo.sh build/debug
+
+format:
+	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
+
+tidy: debug
+	@git ls-files 'core/*.cpp' 'cli/*.cpp' | xargs clang-tidy -p build/debug --quiet
+
+clean:
+	@rm -rf build
