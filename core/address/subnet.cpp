@@ -1,7 +1,7 @@
 #include "core/address/subnet.hpp"
 
-#include <bit>
 #include <algorithm>
+#include <bit>
 #include <vector>
 
 namespace corvane {
@@ -65,9 +65,13 @@ std::optional<int> Subnet::prefixLengthOfMask(IPv4Address mask) {
     return ones;
 }
 
-IPv4Address Subnet::mask() const { return IPv4Address(maskBits(prefixLength)); }
+IPv4Address Subnet::mask() const {
+    return IPv4Address(maskBits(prefixLength));
+}
 
-IPv4Address Subnet::network() const { return IPv4Address(address.value() & maskBits(prefixLength)); }
+IPv4Address Subnet::network() const {
+    return IPv4Address(address.value() & maskBits(prefixLength));
+}
 
 IPv4Address Subnet::broadcast() const {
     return IPv4Address(network().value() | ~maskBits(prefixLength));

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include <nlohmann/json.hpp>
 
 #include "core/address/address_json.hpp"
 
@@ -27,8 +28,8 @@ constexpr std::string_view presenceStateName(PresenceState state) {
 }
 
 inline std::optional<PresenceState> presenceStateNamed(std::string_view name) {
-    for (const auto state : {PresenceState::unknown, PresenceState::online,
-                             PresenceState::offline, PresenceState::conflict}) {
+    for (const auto state : {PresenceState::unknown, PresenceState::online, PresenceState::offline,
+                             PresenceState::conflict}) {
         if (presenceStateName(state) == name) {
             return state;
         }

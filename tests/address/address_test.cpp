@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <unordered_set>
+
+#include <gtest/gtest.h>
 
 #include "core/address/address_json.hpp"
 #include "core/address/big_endian.hpp"
@@ -16,14 +16,22 @@ TEST(IPv4AddressText, AcceptsOnlyStrictDottedQuads) {
         std::optional<std::uint32_t> value;
     };
     const Case cases[] = {
-        {"1.2.3.4", 0x01020304u},       {"001.002.003.004", 0x01020304u},
-        {"010.0.0.1", 0x0A000001u},     {"255.255.255.255", 0xFFFFFFFFu},
-        {"0.0.0.0", 0u},                {"1.2.3", std::nullopt},
-        {"1.2.3.4.5", std::nullopt},    {"1..3.4", std::nullopt},
-        {"+1.2.3.4", std::nullopt},     {"1.2.3.0x4", std::nullopt},
-        {"1.2.3.1000", std::nullopt},   {"1.2.3.256", std::nullopt},
-        {" 1.2.3.4", std::nullopt},     {"1.2.3.4 ", std::nullopt},
-        {"1.2.3.4.", std::nullopt},     {"", std::nullopt},
+        {"1.2.3.4", 0x01020304u},
+        {"001.002.003.004", 0x01020304u},
+        {"010.0.0.1", 0x0A000001u},
+        {"255.255.255.255", 0xFFFFFFFFu},
+        {"0.0.0.0", 0u},
+        {"1.2.3", std::nullopt},
+        {"1.2.3.4.5", std::nullopt},
+        {"1..3.4", std::nullopt},
+        {"+1.2.3.4", std::nullopt},
+        {"1.2.3.0x4", std::nullopt},
+        {"1.2.3.1000", std::nullopt},
+        {"1.2.3.256", std::nullopt},
+        {" 1.2.3.4", std::nullopt},
+        {"1.2.3.4 ", std::nullopt},
+        {"1.2.3.4.", std::nullopt},
+        {"", std::nullopt},
         {"1.2.3.\xd9\xa4", std::nullopt},
     };
     for (const auto& [text, value] : cases) {
@@ -128,10 +136,10 @@ TEST(SubnetText, ParsesCIDRAndDropsEmptyPieces) {
         int prefix;
     };
     const Case cases[] = {
-        {"192.168.2.1/24", true, 24}, {"10.0.0.1//24", true, 24}, {"10.0.0.1/24/", true, 24},
-        {"0.0.0.0/0", true, 0},       {"1.2.3.4/32", true, 32},   {"1.2.3.4/+8", true, 8},
+        {"192.168.2.1/24", true, 24}, {"10.0.0.1//24", true, 24},   {"10.0.0.1/24/", true, 24},
+        {"0.0.0.0/0", true, 0},       {"1.2.3.4/32", true, 32},     {"1.2.3.4/+8", true, 8},
         {"192.168.2.1/33", false, 0}, {"192.168.2.1/-1", false, 0}, {"192.168.2.1/", false, 0},
-        {"192.168.2.1", false, 0},    {"1.2.3/8", false, 0},      {"1.2.3.4/8/9", false, 0},
+        {"192.168.2.1", false, 0},    {"1.2.3/8", false, 0},        {"1.2.3.4/8/9", false, 0},
         {"1.2.3.4/ 8", false, 0},
     };
     for (const auto& [text, parses, prefix] : cases) {

@@ -1,17 +1,17 @@
 #include "tests/support/network_lab.hpp"
 
-#include <fcntl.h>
-#include <sched.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <stdexcept>
 #include <thread>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace corvane::testing {
 namespace {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace corvane::testing {
 
