@@ -1,0 +1,145 @@
+#include "core/transport/udp_transport.hpp"
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "core/transport/arrival_interface.hpp"
+#include "core/transport/transport_texts.hpp"
+
+namespace corvane {
+namespace {
+
+constexpr std::size_t receiveBufferSize = 2048;
+constexpr std::size_t controlBufferSize = 256;
+
+sockaddr_in socketAddress(IPv4Address address, std::uint16_t port) {
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(port);
+    result.sin_addr.s_addr = htonl(address.value());
+    return result;
+}
+
+// Owns a descriptor while `open` configures it, so every early throw closes it.
+class PendingSocket {
+public:
+    explicit PendingSocket(int fd) : fd_(fd) {}
+    ~PendingSocket() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    PendingSocket(const PendingSocket&) = delete;
+    PendingSocket& operator=(const PendingSocket&) = delete;
+
+    int get() const { return fd_; }
+    int release() { return std::exchange(fd_, -1); }
+
+    void enable(int level, int option, const char* operation) const {
+        const int on = 1;
+        if (setsockopt(fd_, level, option, &on, sizeof on) != 0) {
+            throw TransportError(operation, errno);
+        }
+    }
+
+private:
+    int fd_;
+};
+
+} // namespace
+
+void UDPTransport::open() {
+    // SOCK_CLOEXEC keeps port 67 from leaking into programs the application starts.
+    PendingSocket socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
+    if (socket.get() < 0) {
+        throw TransportError(transport_texts::createSocket, errno);
+    }
+    socket.enable(SOL_SOCKET, SO_BROADCAST, transport_texts::allowBroadcast);
+    socket.enable(IPPROTO_IP, IP_PKTINFO, transport_texts::requestArrivalInterface);
+
+    const std::string name = interfaceName();
+    const unsigned index = if_nametoindex(name.c_str());
+    if (index == 0) {
+        // The lookup's own errno varies (ENODEV, ENXIO); one fixed code keeps the text stable.
+        throw TransportError(transport_texts::findInterface(name), ENXIO);
+    }
+    // Receive and send only on this card, so a DHCP server never answers the wrong network.
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_BINDTODEVICE, name.c_str(),
+                   static_cast<socklen_t>(name.size())) != 0) {
+        throw TransportError(transport_texts::bindToDevice, errno);
+    }
+
+    // No SO_REUSEADDR: if anything else holds the port, the bind must fail.
+    const auto local = socketAddress(mode_.bindAddress(), mode_.bindPort());
+    if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+        throw TransportError(transport_texts::bind(mode_.bindAddress(), mode_.bindPort()), errno);
+    }
+
+    const int flags = fcntl(socket.get(), F_GETFL);
+    if (flags < 0 || fcntl(socket.get(), F_SETFL, flags | O_NONBLOCK) != 0) {
+        throw TransportError(transport_texts::makeNonBlocking, errno);
+    }
+
+    fd_ = socket.release();
+    interfaceIndex_ = index;
+}
+
+void UDPTransport::close() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+        fd_ = -1;
+    }
+}
+
+std::optional<Datagram> UDPTransport::receive() {
+    std::array<std::uint8_t, receiveBufferSize> data{};
+    alignas(cmsghdr) std::array<unsigned char, controlBufferSize> control{};
+    sockaddr_in source{};
+    iovec vector{data.data(), data.size()};
+
+    msghdr message{};
+    message.msg_name = &source;
+    message.msg_namelen = sizeof source;
+    message.msg_iov = &vector;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+
+    const ssize_t count = recvmsg(fd_, &message, 0);
+    if (count < 0) {
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            return std::nullopt;
+        }
+        throw TransportError(transport_texts::receiveMessage, errno);
+    }
+
+    Datagram datagram;
+    datagram.bytes.assign(data.begin(), data.begin() + count);
+    datagram.interfaceIndex = arrivalInterfaceIndex(message);
+    datagram.source = IPv4Address(ntohl(source.sin_addr.s_addr));
+    datagram.sourcePort = ntohs(source.sin_port);
+    return datagram;
+}
+
+void UDPTransport::send(std::span<const std::uint8_t> bytes, ReplyDestination destination) {
+    const IPv4Address address = mode_.sendAddress(destination.address());
+    const std::uint16_t port = mode_.sendPort();
+    const auto remote = socketAddress(address, port);
+    // MSG_NOSIGNAL: a send must never kill the process with SIGPIPE.
+    const ssize_t sent = sendto(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL,
+                                reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+    if (sent < 0 || static_cast<std::size_t>(sent) != bytes.size()) {
+        // A short datagram leaves errno untouched, so it gets a code of its own.
+        throw TransportError(transport_texts::sendTo(address, port), sent < 0 ? errno : EIO);
+    }
+}
+
+} // namespace corvane
