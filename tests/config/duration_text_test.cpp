@@ -1,0 +1,86 @@
+#include <optional>
+
+#include <gtest/gtest.h>
+
+#include "core/config/duration_text.hpp"
+
+namespace corvane {
+namespace {
+
+TEST(DurationParsing, AcceptsDigitsWithOneLowerCaseUnit) {
+    struct Case {
+        const char* text;
+        std::uint32_t seconds;
+    };
+    const Case cases[] = {
+        {"90m", 5400},
+        {"24h", 86400},
+        {"7d", 604800},
+        {"45s", 45},
+        {"3600", 3600},
+        {"0s", 0},
+        {"0", 0},
+        {"007m", 420},
+        {"4294967295", 4294967295u},
+        {"4294967295s", 4294967295u},
+        {"49710d", 4294944000u},
+        {"71582788m", 4294967280u},
+        {"00000000000000000000000000001h", 3600},
+    };
+    for (const auto& [text, seconds] : cases) {
+        EXPECT_EQ(parseDuration(text), std::optional<std::uint32_t>(seconds)) << text;
+    }
+}
+
+TEST(DurationParsing, RefusesEverythingElse) {
+    const char* const cases[] = {
+        "",
+        "m",
+        "s",
+        "1.5h",
+        "1h30m",
+        " 2h",
+        "2h ",
+        "2H",
+        "2D",
+        "2w",
+        "+5m",
+        "-5m",
+        "5 m",
+        "2hh",
+        "h2",
+        "1,5h",
+        "12\n",
+        "\xd9\xa3m",
+        "4294967296",
+        "4294967296s",
+        "49711d",
+        "71582789m",
+        "1193047h",
+        "18446744073709551616",
+        "99999999999999999999999d",
+    };
+    for (const char* text : cases) {
+        EXPECT_EQ(parseDuration(text), std::nullopt) << text;
+    }
+}
+
+TEST(DurationFormatting, ShowsAtMostTwoParts) {
+    struct Case {
+        std::uint32_t seconds;
+        const char* text;
+    };
+    const Case cases[] = {
+        {0, "0 s"},        {59, "59 s"},       {60, "1 m"},
+        {90, "1 m 30 s"},  {3600, "1 h"},      {5400, "1 h 30 m"},
+        {3661, "1 h 1 m"}, {7230, "2 h 30 s"}, {86400, "24 h"},
+        {90000, "25 h"},   {172800, "2 d"},    {176400, "49 h"},
+        {604800, "7 d"},   {2592000, "30 d"},  {4294967295u, "1193046 h 28 m"},
+    };
+    for (const auto& [seconds, text] : cases) {
+        EXPECT_EQ(formatDuration(seconds), text) << seconds;
+    }
+}
+
+} // namespace
+} // namespace corvane
