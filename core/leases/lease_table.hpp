@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "core/address/address_range.hpp"
+#include "core/leases/lease.hpp"
+#include "core/leases/quarantine.hpp"
+#include "core/presence/presence_state.hpp"
+
+namespace corvane {
+
+// The server's whole memory of clients: lease records in insertion order and the addresses
+// held back. A plain value with no clock: every question about time takes `now`.
+class LeaseTable {
+public:
+    using PresenceLookup = std::function<std::optional<PresenceState>(const Lease&)>;
+
+    LeaseTable() = default;
+    LeaseTable(std::vector<Lease> leases, std::vector<Quarantine> quarantine);
+
+    const std::vector<Lease>& leases() const { return leases_; }
+    const std::vector<Quarantine>& quarantine() const { return quarantine_; }
+
+    // The first record for this client, whatever its state.
+    std::optional<Lease> lease(const MACAddress& mac) const;
+    // The first record in list order that holds `ip` at `now`; released, reclaimed and
+    // expired records never hold, even when they come first.
+    std::optional<Lease> holder(IPv4Address ip, TimePoint now) const;
+    bool isQuarantined(IPv4Address ip, TimePoint now) const;
+
+    // Replaces the client's first record in place, or appends a new client at the end.
+    void upsert(const Lease& lease);
+    std::optional<Lease> remove(const MACAddress& mac);
+    // A repeated report replaces the earlier hold and moves it to the end.
+    void addQuarantine(IPv4Address ip, TimePoint until, const MACAddress& reportedBy);
+    void pruneQuarantine(TimePoint now);
+    // Removes every record that does not hold its address at `now`; returns how many.
+    int clearInactive(TimePoint now);
+    // Removes the records whose address lies outside `range`, returned in their old order.
+    std::vector<Lease> dropOutside(const AddressRange& range);
+
+    // Stable sorts into new lists; the table keeps its own order.
+    std::vector<Lease> sortedByIP() const;
+    // Online first, then conflicts, unknown, offline and records without presence; within
+    // each group by address, then by hardware address.
+    std::vector<Lease> sortedForDisplay(const PresenceLookup& presence) const;
+
+    friend bool operator==(const LeaseTable&, const LeaseTable&) = default;
+
+private:
+    std::vector<Lease> leases_;
+    std::vector<Quarantine> quarantine_;
+};
+
+void to_json(nlohmann::json& document, const LeaseTable& table);
+void from_json(const nlohmann::json& document, LeaseTable& table);
+
+} // namespace corvane
