@@ -1,0 +1,267 @@
+#include "core/leases/lease_file.hpp"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <random>
+#include <unordered_map>
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include "core/address/address_json.hpp"
+
+namespace corvane {
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+std::string readWholeFile(const fs::path& path) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw LeaseFileError::couldNotRead(path, errno);
+    }
+    std::string content;
+    std::array<char, 65536> buffer;
+    while (true) {
+        const auto count = ::read(descriptor, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            const int error = errno;
+            ::close(descriptor);
+            throw LeaseFileError::couldNotRead(path, error);
+        }
+        if (count == 0) {
+            break;
+        }
+        content.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    ::close(descriptor);
+    return content;
+}
+
+// Writes `content` to a file that must not exist yet; gives 0 or the error number. A file
+// left half-written is removed again.
+int writeNewFile(const fs::path& path, std::string_view content) {
+    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0) {
+        return errno;
+    }
+    int error = 0;
+    while (!content.empty() && error == 0) {
+        const auto count = ::write(descriptor, content.data(), content.size());
+        if (count >= 0) {
+            content.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno != EINTR) {
+            error = errno;
+        }
+    }
+    if (::close(descriptor) != 0 && error == 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        ::unlink(path.c_str());
+    }
+    return error;
+}
+
+// The table when `content` is a version 1 lease document; no value for anything else,
+// whatever the reason.
+std::optional<LeaseTable> decodeContents(const std::string& content) {
+    try {
+        const auto document = json::parse(content);
+        if (!document.is_object()) {
+            return std::nullopt;
+        }
+        auto leases = document.at("leases").get<std::vector<Lease>>();
+        auto quarantine = document.at("quarantine").get<std::vector<Quarantine>>();
+        const auto& version = document.at("version");
+        if (!version.is_number_integer() ||
+            version.get<std::int64_t>() != LeaseFile::currentVersion) {
+            return std::nullopt;
+        }
+        return LeaseTable(std::move(leases), std::move(quarantine));
+    } catch (const json::exception&) {
+        return std::nullopt;
+    } catch (const DecodingError&) {
+        return std::nullopt;
+    }
+}
+
+// A file edited by hand or written by an older build may list a client twice. The record
+// seen most recently wins (the earlier one on a tie) and takes the place of the client's
+// first appearance.
+std::vector<Lease> oneRecordPerMAC(std::vector<Lease> leases) {
+    std::unordered_map<MACAddress, std::size_t> winner;
+    winner.reserve(leases.size());
+    for (std::size_t index = 0; index < leases.size(); ++index) {
+        const auto [entry, isNew] = winner.try_emplace(leases[index].mac, index);
+        if (!isNew && leases[entry->second].lastSeen < leases[index].lastSeen) {
+            entry->second = index;
+        }
+    }
+    if (winner.size() == leases.size()) {
+        return leases;
+    }
+    std::vector<Lease> unique;
+    unique.reserve(winner.size());
+    for (const auto& lease : leases) {
+        const auto entry = winner.find(lease.mac);
+        if (entry != winner.end()) {
+            unique.push_back(leases[entry->second]);
+            winner.erase(entry);
+        }
+    }
+    return unique;
+}
+
+// The local time of `now` as yyyymmdd-hhmmss, for the set-aside name.
+std::string stamp(TimePoint now) {
+    const auto seconds =
+        std::chrono::system_clock::to_time_t(std::chrono::floor<std::chrono::seconds>(now));
+    ::tzset();
+    std::tm local{};
+    ::localtime_r(&seconds, &local);
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d%02d%02d-%02d%02d%02d", local.tm_year + 1900,
+                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    return text;
+}
+
+// Moves `file` to `destination` without ever replacing an earlier set-aside file.
+void moveAside(const fs::path& file, const fs::path& destination) {
+    if (::renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) == 0) {
+        return;
+    }
+    int error = errno;
+    if (error == EINVAL || error == ENOSYS) {
+        // File systems without the no-replace flag: check first, then rename.
+        std::error_code ignored;
+        if (fs::exists(fs::symlink_status(destination, ignored))) {
+            error = EEXIST;
+        } else if (::rename(file.c_str(), destination.c_str()) == 0) {
+            return;
+        } else {
+            error = errno;
+        }
+    }
+    throw LeaseFileError::couldNotSetAside(file, destination, error);
+}
+
+// A version 4 UUID in its upper-case text form.
+std::string randomUUID() {
+    std::random_device source;
+    std::array<std::uint8_t, 16> bytes{};
+    for (std::size_t index = 0; index < bytes.size(); index += 4) {
+        const auto word = source();
+        for (std::size_t part = 0; part < 4; ++part) {
+            bytes[index + part] = static_cast<std::uint8_t>(word >> (8 * part));
+        }
+    }
+    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
+    bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
+    std::string text;
+    for (std::size_t index = 0; index < bytes.size(); ++index) {
+        if (index == 4 || index == 6 || index == 8 || index == 10) {
+            text += '-';
+        }
+        char pair[3];
+        std::snprintf(pair, sizeof pair, "%02X", bytes[index]);
+        text += pair;
+    }
+    return text;
+}
+
+std::string encodeContents(const LeaseTable& table) {
+    json document = json::object();
+    document["version"] = LeaseFile::currentVersion;
+    document["leases"] = table.leases();
+    document["quarantine"] = table.quarantine();
+    // nlohmann's objects keep their keys sorted, which makes the file stable under
+    // re-saving. Texts from devices may carry invalid UTF-8; replacing those bytes costs
+    // less than losing the whole save.
+    return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+std::optional<std::string> lookUpEnvironment(std::string_view name) {
+    const char* value = std::getenv(std::string(name).c_str());
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    return std::string(value);
+}
+
+fs::path homeFolder(const LeaseFile::EnvironmentLookup& environment) {
+    if (const auto home = environment("HOME"); home && !home->empty()) {
+        return *home;
+    }
+    std::array<char, 4096> buffer;
+    passwd entry{};
+    passwd* found = nullptr;
+    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 &&
+        found != nullptr && found->pw_dir != nullptr) {
+        return found->pw_dir;
+    }
+    return "/";
+}
+
+} // namespace
+
+fs::path LeaseFile::defaultPath() {
+    return defaultPath(lookUpEnvironment);
+}
+
+fs::path LeaseFile::defaultPath(const EnvironmentLookup& environment) {
+    // The XDG base directory rules ignore a relative $XDG_DATA_HOME.
+    fs::path dataHome;
+    if (const auto configured = environment("XDG_DATA_HOME");
+        configured && fs::path(*configured).is_absolute()) {
+        dataHome = *configured;
+    } else {
+        dataHome = homeFolder(environment) / ".local" / "share";
+    }
+    return dataHome / "corvane" / "leases.json";
+}
+
+LeaseFile::LoadResult LeaseFile::load(TimePoint now) const {
+    std::error_code statusError;
+    if (fs::status(path_, statusError).type() == fs::file_type::not_found) {
+        return {};
+    }
+    const auto content = readWholeFile(path_);
+    if (auto table = decodeContents(content)) {
+        return {LeaseTable(oneRecordPerMAC(table->leases()), table->quarantine()), std::nullopt};
+    }
+    auto destination = path_;
+    destination += ".corrupt-" + stamp(now);
+    moveAside(path_, destination);
+    return {LeaseTable(), destination};
+}
+
+void LeaseFile::save(const LeaseTable& table) const {
+    const auto folder = path_.has_parent_path() ? path_.parent_path() : fs::path(".");
+    std::error_code folderError;
+    fs::create_directories(folder, folderError);
+    if (folderError) {
+        throw LeaseFileError::couldNotCreateFolder(folder, folderError);
+    }
+    const auto content = encodeContents(table);
+    const auto temporary = folder / ("." + path_.filename().string() + ".tmp-" + randomUUID());
+    if (const int error = writeNewFile(temporary, content); error != 0) {
+        throw LeaseFileError::couldNotWrite(path_, error);
+    }
+    if (::rename(temporary.c_str(), path_.c_str()) != 0) {
+        const int error = errno;
+        ::unlink(temporary.c_str());
+        throw LeaseFileError::couldNotReplace(path_, error);
+    }
+}
+
+} // namespace corvane

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/leases/lease_file_error.hpp"
+#include "core/leases/lease_table.hpp"
+
+namespace corvane {
+
+// The lease table on disk: one JSON document, written whole to a hidden temporary file and
+// renamed over the old one, so a crash never leaves half a file. A file that cannot be
+// understood is moved aside under a time-stamped name, never overwritten.
+class LeaseFile {
+public:
+    // Version history: 1 is the first and only format, accepted and written.
+    static constexpr int currentVersion = 1;
+
+    struct LoadResult {
+        LeaseTable table;
+        // Where an unreadable file was moved; absent when nothing was moved.
+        std::optional<std::filesystem::path> setAsideURL;
+
+        friend bool operator==(const LoadResult&, const LoadResult&) = default;
+    };
+
+    using EnvironmentLookup = std::function<std::optional<std::string>(std::string_view name)>;
+
+    explicit LeaseFile(std::filesystem::path path) : path_(std::move(path)) {}
+
+    // $XDG_DATA_HOME/corvane/leases.json, by default ~/.local/share/corvane/leases.json.
+    static std::filesystem::path defaultPath();
+    static std::filesystem::path defaultPath(const EnvironmentLookup& environment);
+
+    const std::filesystem::path& path() const { return path_; }
+
+    // A missing file gives an empty table. A file that is not a version 1 lease document is
+    // moved aside (its name gets ".corrupt-" and the local time of `now`) and gives an empty
+    // table. Throws LeaseFileError when the file cannot be read or moved.
+    LoadResult load(TimePoint now) const;
+    // Throws LeaseFileError; the previous file then stays as it was.
+    void save(const LeaseTable& table) const;
+
+private:
+    std::filesystem::path path_;
+};
+
+} // namespace corvane

@@ -1,0 +1,290 @@
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "core/leases/lease_file.hpp"
+#include "tests/leases/lease_fixtures.hpp"
+
+namespace corvane {
+namespace {
+
+using namespace corvane::testing;
+namespace fs = std::filesystem;
+
+void writeFile(const fs::path& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string readFile(const fs::path& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+// Computed through strftime rather than the way the lease file formats it.
+std::string localStamp(TimePoint at) {
+    const auto seconds = std::chrono::system_clock::to_time_t(at);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y%m%d-%H%M%S", &local);
+    return text;
+}
+
+class LeaseFileTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "corvane-leases-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        folder_ = pattern;
+    }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    fs::path folder() const { return folder_; }
+    fs::path leasesPath() const { return folder_ / "leases.json"; }
+
+    std::vector<std::string> folderListing() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(folder_)) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+private:
+    fs::path folder_;
+};
+
+LeaseTable sampleTable() {
+    auto described = makeLease(macNumbered(1), address("10.0.0.100"), Lease::State::bound,
+                               secondsFromNow(86400), secondsFromNow(-5));
+    described.firstSeen = secondsFromNow(-3600);
+    described.hostname = "camera";
+    described.vendorClass = "udhcp 1.36.1";
+    described.clientID = "01:02:00:00:00:00:01";
+    return LeaseTable({described,
+                       makeLease(macNumbered(2), address("10.0.0.101"), Lease::State::offered,
+                                 secondsFromNow(60)),
+                       makeLease(macNumbered(3), address("10.0.0.102"), Lease::State::released,
+                                 secondsFromNow(-60)),
+                       makeLease(macNumbered(4), address("10.0.0.103"), Lease::State::reclaimed,
+                                 secondsFromNow(-1))},
+                      {Quarantine{address("10.0.0.104"), secondsFromNow(-1), macNumbered(2)},
+                       Quarantine{address("10.0.0.105"), secondsFromNow(600), macNumbered(3)}});
+}
+
+TEST_F(LeaseFileTest, MissingFileLoadsAsAnEmptyTableAndCreatesNothing) {
+    EXPECT_EQ(LeaseFile(leasesPath()).load(now), LeaseFile::LoadResult{});
+    EXPECT_TRUE(folderListing().empty());
+}
+
+TEST_F(LeaseFileTest, SaveThenLoadGivesTheSameTableWithoutCleaningIt) {
+    const LeaseFile file(folder() / "new" / "nested" / "leases.json");
+    file.save(sampleTable());
+    EXPECT_EQ(file.load(secondsFromNow(100000)), (LeaseFile::LoadResult{sampleTable(), {}}));
+    // Saving again replaces the file and leaves no temporary file behind.
+    file.save(LeaseTable());
+    EXPECT_EQ(file.load(now).table, LeaseTable());
+    EXPECT_EQ(fs::directory_iterator(file.path().parent_path())->path(), file.path());
+    EXPECT_EQ(std::distance(fs::directory_iterator(file.path().parent_path()), {}), 1);
+}
+
+TEST_F(LeaseFileTest, FractionsOfSecondsDoNotSurvive) {
+    auto table = sampleTable();
+    auto lease = table.leases()[1];
+    lease.expiresAt += std::chrono::milliseconds(999);
+    table.upsert(lease);
+    const LeaseFile file(leasesPath());
+    file.save(table);
+    EXPECT_EQ(file.load(now).table, sampleTable());
+}
+
+TEST_F(LeaseFileTest, WritesSortedKeysPrettyPrinted) {
+    auto lease = makeLease(macNumbered(1), address("10.0.0.100"), Lease::State::bound,
+                           secondsFromNow(3600), secondsFromNow(-60));
+    lease.hostname = "camera";
+    LeaseFile(leasesPath())
+        .save(LeaseTable({lease}, {Quarantine{address("10.0.0.7"), now, macNumbered(2)}}));
+    EXPECT_EQ(readFile(leasesPath()), R"({
+  "leases": [
+    {
+      "expiresAt": "2025-03-01T13:00:00Z",
+      "firstSeen": "2025-03-01T11:59:00Z",
+      "hostname": "camera",
+      "ip": "10.0.0.100",
+      "lastSeen": "2025-03-01T11:59:00Z",
+      "mac": "02:00:00:00:00:01",
+      "state": "bound"
+    }
+  ],
+  "quarantine": [
+    {
+      "ip": "10.0.0.7",
+      "reportedBy": "02:00:00:00:00:02",
+      "until": "2025-03-01T12:00:00Z"
+    }
+  ],
+  "version": 1
+}
+)");
+}
+
+TEST_F(LeaseFileTest, AnythingButAVersion1DocumentIsMovedAsideUntouched) {
+    const std::string lease = R"({"mac": "02:00:00:00:00:01", "ip": "10.0.0.5",
+        "state": "bound", "expiresAt": "2025-03-01T13:00:00Z",
+        "firstSeen": "2025-03-01T11:00:00Z", "lastSeen": "2025-03-01T11:00:00Z"})";
+    const auto document = [&](const std::string& version, const std::string& leaseText) {
+        return "{" + version + R"("leases": [)" + leaseText + R"(], "quarantine": []})";
+    };
+    const std::map<std::string, std::string> cases = {
+        {"version 2", document(R"("version": 2, )", lease)},
+        {"version 0", document(R"("version": 0, )", lease)},
+        {"version as text", document(R"("version": "1", )", lease)},
+        {"fractional version", document(R"("version": 1.5, )", lease)},
+        {"no version", document("", lease)},
+        {"no quarantine", R"({"version": 1, "leases": []})"},
+        {"unknown state",
+         document(R"("version": 1, )", std::string(lease).replace(lease.find("bound"), 5, "lost"))},
+        {"date without zone",
+         document(R"("version": 1, )",
+                  std::string(lease).replace(lease.find("13:00:00Z"), 9, "13:00:00"))},
+        {"truncated", document(R"("version": 1, )", lease).substr(0, 80)},
+        {"empty", ""},
+        {"a list", "[]"},
+        {"invalid UTF-8", "{\"version\": 1, \"leases\": [], \"quarantine\": [], \"x\": \"\xff\"}"},
+    };
+    ASSERT_EQ(LeaseFile(leasesPath()).load(now).table.leases().size(), 0u);
+    writeFile(leasesPath(), document(R"("version": 1, )", lease));
+    ASSERT_EQ(LeaseFile(leasesPath()).load(now).table.leases().size(), 1u)
+        << "the cases below must differ from a loadable file";
+
+    auto at = now;
+    for (const auto& [rule, content] : cases) {
+        at += std::chrono::seconds(1);
+        writeFile(leasesPath(), content);
+        const auto result = LeaseFile(leasesPath()).load(at);
+        const auto expectedPath = folder() / ("leases.json.corrupt-" + localStamp(at));
+        EXPECT_EQ(result, (LeaseFile::LoadResult{LeaseTable(), expectedPath})) << rule;
+        EXPECT_FALSE(fs::exists(leasesPath())) << rule;
+        EXPECT_EQ(readFile(expectedPath), content) << rule;
+    }
+}
+
+TEST_F(LeaseFileTest, SettingAsideNeverReplacesAnEarlierSetAsideFile) {
+    writeFile(leasesPath(), "first");
+    const auto first = LeaseFile(leasesPath()).load(now).setAsideURL;
+    ASSERT_TRUE(first);
+    writeFile(leasesPath(), "second");
+    EXPECT_THROW((void)LeaseFile(leasesPath()).load(now), LeaseFileError);
+    EXPECT_EQ(readFile(*first), "first");
+    EXPECT_EQ(readFile(leasesPath()), "second");
+    const auto later = LeaseFile(leasesPath()).load(secondsFromNow(1)).setAsideURL;
+    ASSERT_TRUE(later);
+    EXPECT_EQ(readFile(*later), "second");
+}
+
+TEST_F(LeaseFileTest, KeepsTheMostRecentlySeenRecordPerClientAtItsFirstPlace) {
+    const auto seen = [](std::uint8_t mac, const char* name, std::int64_t secondsAgo) {
+        auto lease = makeLease(macNumbered(mac), address("10.0.0.5"), Lease::State::bound,
+                               secondsFromNow(60), secondsFromNow(-secondsAgo));
+        lease.hostname = name;
+        return lease;
+    };
+    const LeaseFile file(leasesPath());
+    // A table built directly may hold duplicates, as a hand-edited file can.
+    file.save(LeaseTable({seen(1, "one, old", 50), seen(2, "two", 10), seen(1, "one, newest", 5),
+                          seen(3, "three, first", 7), seen(1, "one, newer", 20),
+                          seen(3, "three, tie", 7)},
+                         {}));
+    const auto loaded = file.load(now);
+    std::vector<std::string> names;
+    for (const auto& lease : loaded.table.leases()) {
+        names.push_back(*lease.hostname);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"one, newest", "two", "three, first"}));
+}
+
+TEST_F(LeaseFileTest, FailedRenameKeepsWhatStoodThereAndReportsIt) {
+    fs::create_directory(leasesPath());
+    writeFile(leasesPath() / "keep", "kept");
+    try {
+        LeaseFile(leasesPath()).save(sampleTable());
+        FAIL() << "saved over a directory";
+    } catch (const LeaseFileError& error) {
+        EXPECT_STREQ(error.what(), "Could not replace leases.json: Is a directory");
+        EXPECT_EQ(error.errorNumber(), EISDIR);
+    }
+    EXPECT_EQ(readFile(leasesPath() / "keep"), "kept");
+    EXPECT_EQ(folderListing(), std::vector<std::string>{"leases.json"});
+}
+
+TEST_F(LeaseFileTest, FailedWriteKeepsThePreviousFile) {
+    // The temporary name is longer than the file's own, so here only it is too long.
+    const auto longPath = folder() / (std::string(240, 'l') + ".json");
+    writeFile(longPath, "previous");
+    try {
+        LeaseFile(longPath).save(sampleTable());
+        FAIL() << "wrote a file whose name is too long";
+    } catch (const LeaseFileError& error) {
+        EXPECT_STREQ(error.what(), LeaseFileError::couldNotWrite(longPath, ENAMETOOLONG).what());
+    }
+    EXPECT_EQ(readFile(longPath), "previous");
+    EXPECT_EQ(folderListing(), std::vector<std::string>{longPath.filename().string()});
+}
+
+TEST_F(LeaseFileTest, FolderThatCannotBeCreatedIsReported) {
+    writeFile(folder() / "plain", "a file, not a folder");
+    const LeaseFile file(folder() / "plain" / "corvane" / "leases.json");
+    EXPECT_THROW(file.save(sampleTable()), LeaseFileError);
+    EXPECT_EQ(readFile(folder() / "plain"), "a file, not a folder");
+}
+
+TEST_F(LeaseFileTest, ReadFailureNamesTheFileAndTheReasonAndMovesNothing) {
+    fs::create_directory(leasesPath());
+    try {
+        (void)LeaseFile(leasesPath()).load(now);
+        FAIL() << "read a directory as a lease file";
+    } catch (const LeaseFileError& error) {
+        EXPECT_STREQ(error.what(), LeaseFileError::couldNotRead(leasesPath(), EISDIR).what());
+        EXPECT_NE(std::string(error.what()).find(leasesPath().string() + ": Is a directory."),
+                  std::string::npos);
+    }
+    EXPECT_EQ(folderListing(), std::vector<std::string>{"leases.json"});
+}
+
+TEST(LeaseFileDefaultPath, FollowsTheXDGDataHome) {
+    struct Case {
+        const char* rule;
+        std::map<std::string_view, std::string> environment;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"data home set",
+         {{"XDG_DATA_HOME", "/data"}, {"HOME", "/home/ann"}},
+         "/data/corvane/leases.json"},
+        {"data home unset", {{"HOME", "/home/ann"}}, "/home/ann/.local/share/corvane/leases.json"},
+        {"data home empty",
+         {{"XDG_DATA_HOME", ""}, {"HOME", "/home/ann"}},
+         "/home/ann/.local/share/corvane/leases.json"},
+        {"data home relative",
+         {{"XDG_DATA_HOME", "data"}, {"HOME", "/home/ann"}},
+         "/home/ann/.local/share/corvane/leases.json"},
+    };
+    for (const auto& item : cases) {
+        const auto path = LeaseFile::defaultPath([&](std::string_view name) {
+            const auto found = item.environment.find(name);
+            return found == item.environment.end() ? std::nullopt
+                                                   : std::optional<std::string>(found->second);
+        });
+        EXPECT_EQ(path, fs::path(item.expected)) << item.rule;
+    }
+}
+
+} // namespace
+} // namespace corvane
