@@ -1,0 +1,96 @@
+#include "core/host/network_manager.hpp"
+
+namespace corvane {
+namespace {
+
+std::vector<std::string_view> linesOf(std::string_view text) {
+    std::vector<std::string_view> lines;
+    while (!text.empty()) {
+        const auto end = text.find('\n');
+        auto line = text.substr(0, end);
+        if (!line.empty() && line.back() == '\r') {
+            line.remove_suffix(1);
+        }
+        if (!line.empty()) {
+            lines.push_back(line);
+        }
+        if (end == std::string_view::npos) {
+            break;
+        }
+        text.remove_prefix(end + 1);
+    }
+    return lines;
+}
+
+} // namespace
+
+bool NetworkManager::isRunning(const ProcessRunner& runner) {
+    if (!runner.locate("nmcli")) {
+        return false;
+    }
+    const auto output = runner.run("nmcli", {"-t", "-f", "RUNNING", "general"});
+    const auto lines = linesOf(output.text);
+    return output.status == 0 && !lines.empty() && lines.front() == "running";
+}
+
+std::vector<NetworkManager::Connection> NetworkManager::connections(const ProcessRunner& runner) {
+    const auto output =
+        runner.run("nmcli", {"-t", "-f", "NAME,UUID,DEVICE,ACTIVE", "connection", "show"});
+    if (output.status != 0) {
+        return {};
+    }
+    return parseConnections(output.text);
+}
+
+std::map<std::string, std::string> NetworkManager::settings(const ProcessRunner& runner,
+                                                            const std::string& uuid) {
+    const std::string fields = std::string(interfaceNameKey) + "," + std::string(methodKey) + "," +
+                               std::string(addressesKey);
+    const auto output =
+        runner.run("nmcli", {"-t", "-f", fields, "connection", "show", "uuid", uuid});
+    if (output.status != 0) {
+        return {};
+    }
+    return parseSettings(output.text);
+}
+
+std::vector<std::string> NetworkManager::terseFields(std::string_view line) {
+    std::vector<std::string> fields(1);
+    for (std::size_t index = 0; index < line.size(); ++index) {
+        const char character = line[index];
+        if (character == '\\' && index + 1 < line.size()) {
+            fields.back() += line[++index];
+        } else if (character == ':') {
+            fields.emplace_back();
+        } else {
+            fields.back() += character;
+        }
+    }
+    return fields;
+}
+
+std::vector<NetworkManager::Connection> NetworkManager::parseConnections(std::string_view listing) {
+    std::vector<Connection> connections;
+    for (const auto line : linesOf(listing)) {
+        const auto fields = terseFields(line);
+        if (fields.size() != 4) {
+            continue;
+        }
+        connections.push_back({fields[0], fields[1], fields[2], fields[3] == "yes"});
+    }
+    return connections;
+}
+
+std::map<std::string, std::string> NetworkManager::parseSettings(std::string_view listing) {
+    std::map<std::string, std::string> settings;
+    for (const auto line : linesOf(listing)) {
+        const auto colon = line.find(':');
+        if (colon == std::string_view::npos) {
+            continue;
+        }
+        settings.emplace(std::string(line.substr(0, colon)), std::string(line.substr(colon + 1)));
+    }
+    return settings;
+}
+
+} // namespace corvane

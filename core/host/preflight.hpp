@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/config/server_config.hpp"
+#include "core/host/network_card.hpp"
+#include "core/host/port67_state.hpp"
+#include "core/host/preflight_check.hpp"
+#include "core/host/preflight_input.hpp"
+#include "core/host/process_runner.hpp"
+
+namespace corvane {
+
+// The checks run before a start: is the card safe to serve DHCP on, and can the server
+// open its port. Gathering the facts blocks (it runs programs); judging them is pure.
+class Preflight {
+public:
+    // Each program a probe runs gets at most this long.
+    static constexpr std::chrono::seconds probeTimeLimit{5};
+
+    static PreflightInput gather(const NetworkCard& card, const ServerConfig& config,
+                                 bool showVirtualCards,
+                                 const ProcessRunner& runner = ProcessRunner());
+    // The checklist, in display order.
+    static std::vector<PreflightCheck> evaluate(const PreflightInput& input);
+    // True exactly when no check failed; warnings never block.
+    static bool canStart(const std::vector<PreflightCheck>& checks);
+    // A trial bind of UDP 67 on the card, the way the server will bind it.
+    static Port67State port67State(const std::string& cardName,
+                                   const ProcessRunner& runner = ProcessRunner());
+    static bool vmwareRunning(const ProcessRunner& runner = ProcessRunner());
+    // The first process named in `ss -p` output for a socket on the local port.
+    static std::optional<std::string> holder(std::string_view ssOutput, int port);
+};
+
+} // namespace corvane
