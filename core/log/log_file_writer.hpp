@@ -1,0 +1,61 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include <date/tz.h>
+
+#include "core/leases/lease.hpp"
+#include "core/log/local_time_zone.hpp"
+
+namespace corvane {
+
+// Appends log lines to one file per local calendar day. All disk work happens on the
+// writer's own thread, in the order lines were handed in, so callers never wait for the
+// disk; and it never reports anything: a line that cannot be written is simply lost.
+class LogFileWriter {
+public:
+    // Starts the writer's thread; touches no file until the first line.
+    explicit LogFileWriter(std::filesystem::path directory,
+                           const date::time_zone* zone = localTimeZone());
+    // Writes every line handed in so far, then stops the thread.
+    ~LogFileWriter();
+    LogFileWriter(const LogFileWriter&) = delete;
+    LogFileWriter& operator=(const LogFileWriter&) = delete;
+
+    // $XDG_STATE_HOME/corvane/logs, by default ~/.local/state/corvane/logs.
+    static std::filesystem::path defaultDirectory();
+    // The same rule with the environment given: an unset, empty or relative state home is
+    // ignored, as the XDG base directory rules ask.
+    static std::filesystem::path defaultDirectory(const char* stateHome, const char* home);
+    // "%04d-%02d-%02d.log" of the local date, so lines roll over to a new file at midnight.
+    static std::string fileName(TimePoint at, const date::time_zone* zone);
+
+    const std::filesystem::path& directory() const { return directory_; }
+
+    // Queues one line (a newline is added) for the file of `at`'s day and returns at once.
+    void append(std::string line, TimePoint at);
+    // Blocks until every line queued before it is written. Called from the writer's own
+    // thread it returns at once instead of waiting on itself.
+    void flush();
+
+private:
+    void post(std::function<void()> task);
+    void runTasks();
+    void write(const std::string& line, TimePoint at) const;
+
+    const std::filesystem::path directory_;
+    const date::time_zone* const zone_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::deque<std::function<void()>> tasks_;
+    bool stopping_ = false;
+    std::thread worker_;
+};
+
+} // namespace corvane
