@@ -69,14 +69,13 @@ void CorvaneState::runStarted(const std::string& interface) {
     serverInterface = interface;
 }
 
-void CorvaneState::loadLeases(const LeaseTable& table,
-                              const std::optional<std::filesystem::path>& setAsideLocation) {
+void CorvaneState::loadLeases(const LeaseFile::LoadResult& result) {
     leases.clear();
-    for (const auto& lease : table.leases()) {
+    for (const auto& lease : result.table.leases()) {
         leases.try_emplace(lease.mac, lease);
     }
-    if (setAsideLocation) {
-        raise(Notice::leaseFileSetAside(*setAsideLocation));
+    if (result.setAsideURL) {
+        raise(Notice::leaseFileSetAside(*result.setAsideURL));
     }
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -12,7 +11,7 @@
 #include "core/events/notice_kind.hpp"
 #include "core/events/server_event.hpp"
 #include "core/leases/lease.hpp"
-#include "core/leases/lease_table.hpp"
+#include "core/leases/lease_file.hpp"
 #include "core/presence/presence_state.hpp"
 
 namespace corvane {
@@ -40,8 +39,7 @@ struct CorvaneState {
     // Replaces the leases with a freshly loaded table, and raises the set-aside notice when
     // the file had to be moved out of the way. Should the table hold two records for one
     // client, the first one counts, as it does for LeaseTable lookups.
-    void loadLeases(const LeaseTable& table,
-                    const std::optional<std::filesystem::path>& setAsideLocation);
+    void loadLeases(const LeaseFile::LoadResult& result);
     void raise(const Notice& notice);
     // The user closed the banner.
     void dismiss(NoticeKind kind);

@@ -205,7 +205,7 @@ TEST(CorvaneStateLeases, LoadReplacesTheLeasesKeyedByMAC) {
     const auto first = leaseFor(1, leasedIP);
     const auto duplicate = leaseFor(1, {192, 168, 0, 150}, Lease::State::released);
     const auto second = leaseFor(2, {192, 168, 0, 101});
-    state.loadLeases(LeaseTable({first, second, duplicate}, {}), std::nullopt);
+    state.loadLeases({LeaseTable({first, second, duplicate}, {}), std::nullopt});
 
     EXPECT_EQ(state.leases,
               (std::map<MACAddress, Lease>{{first.mac, first}, {second.mac, second}}));
@@ -214,7 +214,7 @@ TEST(CorvaneStateLeases, LoadReplacesTheLeasesKeyedByMAC) {
 
 TEST(CorvaneStateLeases, ASetAsideFileRaisesItsNotice) {
     CorvaneState state;
-    state.loadLeases(LeaseTable(), "/tmp/corvane/leases.json.corrupt-20250301-120000");
+    state.loadLeases({LeaseTable(), "/tmp/corvane/leases.json.corrupt-20250301-120000"});
     EXPECT_TRUE(state.leases.empty());
     EXPECT_EQ(state.notices.at(NoticeKind::leaseFileSetAside),
               Notice::leaseFileSetAside("leases.json.corrupt-20250301-120000"));
