@@ -1,0 +1,80 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/config/server_config.hpp"
+#include "core/leases/lease.hpp"
+#include "core/leases/lease_table.hpp"
+#include "core/packet/dhcp_message_type.hpp"
+#include "core/packet/dhcp_packet.hpp"
+#include "core/responder/decision.hpp"
+
+namespace corvane {
+
+// One run of the responder over one client message. It owns a working copy of the table
+// and collects the action, the notes and the changed flag; `Responder::decide` makes one,
+// runs it and hands back what it gathered. Internal to the responder.
+class ResponderWorker {
+public:
+    // `table` is the context's table, already copied or moved out of it by the caller.
+    ResponderWorker(const ServerConfig& config, const DHCPPacket& packet,
+                    const DecisionContext& context, LeaseTable table);
+
+    // Checks that the message is one this server answers, handles it by its type, and
+    // returns everything the handling produced.
+    Decision run() &&;
+
+private:
+    // Refuses what the server does not serve; the MAC is known once this returns true.
+    bool accepts();
+    void handle(DHCPMessageType type);
+
+    void discover();
+    void request();
+    void requestWhileSelecting();
+    void requestWhileRebooting();
+    void requestWhileRenewing();
+    void choseAnotherServer(IPv4Address server);
+    void decline();
+    void release();
+    void inform();
+
+    // May this address be handed out at all: inside the stored range, not the server's
+    // own, not held back.
+    bool usable(IPv4Address ip) const;
+    // Usable, and nobody holds it now, the asking client included.
+    bool isFree(IPv4Address ip) const;
+    // Whoever holds `ip` now, unless it is `mac` itself.
+    std::optional<Lease> otherHolder(IPv4Address ip, const MACAddress& mac) const;
+    bool holderIsOffline(IPv4Address ip) const;
+    // Whether the client's own record holds `ip` now.
+    bool clientHolds(IPv4Address ip) const;
+
+    // Gives `ip` to the client, taking it from an absent holder first when there is one.
+    void assign(IPv4Address ip, Lease::State state, TimePoint until);
+    void acknowledge(IPv4Address ip);
+
+    DHCPPacket baseReply(DHCPMessageType type, IPv4Address yiaddr) const;
+    void reply(DHCPMessageType type, IPv4Address yiaddr, bool includeLease);
+    void nak(std::string_view reason);
+
+    void drop(std::string reason, std::optional<MACAddress> mac);
+    void note(ServerEvent event) { notes_.push_back(std::move(event)); }
+
+    const ServerConfig& config_;
+    const DHCPPacket& packet_;
+    const DecisionContext& context_;
+    const TimePoint now_;
+    LeaseTable table_;
+    bool tableChanged_ = false;
+    std::vector<ServerEvent> notes_;
+    DecisionAction action_ = NoAction{};
+    MACAddress mac_;
+};
+
+} // namespace corvane
