@@ -38,4 +38,21 @@ inline constexpr std::string_view gatewayNotAnAddress =
 inline constexpr std::string_view dnsNotAddresses =
     "DNS must be IPv4 addresses separated by commas, or empty for off.";
 
+inline constexpr std::string_view oneHourLabel = "1 h";
+inline constexpr std::string_view eightHoursLabel = "8 h";
+inline constexpr std::string_view oneDayLabel = "24 h";
+inline constexpr std::string_view sevenDaysLabel = "7 d";
+inline constexpr std::string_view customLeaseLabel = "Custom";
+
+inline std::string settingsNotSaved(const std::string& path, const std::string& reason) {
+    return "Could not save the settings to " + path + ": " + reason +
+           ". Make sure you can write to that folder, then try again.";
+}
+inline std::string settingsNotRead(const std::string& path, const std::string& reason) {
+    return "Could not read the settings in " + path + ": " + reason +
+           ". Make sure you can read that file, then try again.";
+}
+inline constexpr std::string_view noSettingsFolder =
+    "Could not find a folder for the settings. Set HOME or XDG_CONFIG_HOME, then try again.";
+
 } // namespace corvane::config_texts

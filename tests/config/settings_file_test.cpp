@@ -1,0 +1,176 @@
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "core/config/config_texts.hpp"
+#include "core/config/settings_file.hpp"
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SettingsFileTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (fs::path(::testing::TempDir()) / "corvane-settings-XXXXXX");
+        ASSERT_NE(::mkdtemp(pattern.data()), nullptr) << std::strerror(errno);
+        folder_ = pattern;
+    }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    fs::path settingsPath() const { return folder_ / "config" / "corvane" / "settings.json"; }
+
+    static void write(const fs::path& path, const std::string& text) {
+        fs::create_directories(path.parent_path());
+        std::ofstream(path) << text;
+    }
+    static std::string read(const fs::path& path) {
+        std::stringstream text;
+        text << std::ifstream(path).rdbuf();
+        return text.str();
+    }
+
+    fs::path folder_;
+};
+
+TEST(SettingsFilePath, FollowsTheXDGBaseDirectoryRules) {
+    struct Case {
+        const char* rule;
+        const char* xdgConfigHome;
+        const char* home;
+        std::optional<fs::path> path;
+    };
+    const Case cases[] = {
+        {"configuration folder wins", "/cfg", "/home/ann", "/cfg/corvane/settings.json"},
+        {"home when unset", nullptr, "/home/ann", "/home/ann/.config/corvane/settings.json"},
+        {"home when empty", "", "/home/ann", "/home/ann/.config/corvane/settings.json"},
+        {"relative folder ignored", "cfg", "/home/ann", "/home/ann/.config/corvane/settings.json"},
+        {"nothing usable", "cfg", nullptr, std::nullopt},
+    };
+    for (const auto& [rule, xdgConfigHome, home, path] : cases) {
+        EXPECT_EQ(SettingsFile::pathFor(xdgConfigHome, home), path) << rule;
+    }
+    EXPECT_EQ(SettingsFile::defaultPath().filename(), "settings.json");
+}
+
+TEST_F(SettingsFileTest, MissingFileGivesEveryDefault) {
+    const SettingsFile settings(settingsPath());
+    EXPECT_EQ(settings.readAll(), nlohmann::json::object());
+    EXPECT_EQ(settings.serverConfig(), ServerConfig::defaultConfig());
+    EXPECT_FALSE(settings.selectedCardMAC());
+    EXPECT_FALSE(settings.updateFeedOverride());
+    EXPECT_FALSE(settings.showVirtualCards());
+    EXPECT_FALSE(fs::exists(settingsPath().parent_path()));
+}
+
+TEST_F(SettingsFileTest, EachKeyRoundTripsAndKeepsTheOthers) {
+    write(settingsPath(), R"({"windowWidth": 900, "showVirtualCards": false})");
+    SettingsFile settings(settingsPath());
+    auto config = ServerConfig::defaultConfig();
+    config.router = *IPv4Address::parse("192.168.0.254");
+    const auto mac = *MACAddress::parse("00:1a:2b:3c:4d:5e");
+
+    settings.setServerConfig(config);
+    settings.setSelectedCardMAC(mac);
+    settings.setUpdateFeedOverride("http://127.0.0.1:8000/appcast.xml");
+    settings.setShowVirtualCards(true);
+
+    const SettingsFile reread(settingsPath());
+    EXPECT_EQ(reread.serverConfig(), config);
+    EXPECT_EQ(reread.selectedCardMAC(), mac);
+    EXPECT_EQ(reread.updateFeedOverride(), "http://127.0.0.1:8000/appcast.xml");
+    EXPECT_TRUE(reread.showVirtualCards());
+    EXPECT_EQ(reread.readAll()["windowWidth"], 900);
+    EXPECT_EQ(reread.readAll()["selectedCardMAC"], "00:1a:2b:3c:4d:5e");
+    EXPECT_EQ(reread.readAll()["serverConfig"], nlohmann::json(config));
+
+    settings.setSelectedCardMAC(std::nullopt);
+    settings.setUpdateFeedOverride(std::nullopt);
+    const auto remaining = reread.readAll();
+    EXPECT_FALSE(remaining.contains("selectedCardMAC"));
+    EXPECT_FALSE(remaining.contains("updateFeedOverride"));
+    EXPECT_EQ(remaining.size(), 3u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(settingsPath().parent_path()),
+                            fs::directory_iterator()),
+              1)
+        << "a temporary file was left behind";
+}
+
+TEST_F(SettingsFileTest, DamagedValuesFallBackOneByOne) {
+    auto badConfig = nlohmann::json(ServerConfig::defaultConfig());
+    badConfig["prefixLength"] = "24";
+    write(settingsPath(), nlohmann::json{{"serverConfig", badConfig},
+                                         {"selectedCardMAC", "00-1a-2b-3c-4d-5e"},
+                                         {"updateFeedOverride", 7},
+                                         {"showVirtualCards", "yes"}}
+                              .dump());
+    const SettingsFile settings(settingsPath());
+    EXPECT_EQ(settings.serverConfig(), ServerConfig::defaultConfig());
+    EXPECT_FALSE(settings.selectedCardMAC());
+    EXPECT_FALSE(settings.updateFeedOverride());
+    EXPECT_FALSE(settings.showVirtualCards());
+    EXPECT_EQ(settings.readAll().size(), 4u);
+}
+
+TEST_F(SettingsFileTest, DamagedFileReadsEmptyAndIsKeptAsideOnWrite) {
+    for (const char* damaged : {"{\"showVirtualCards\": tru", "[1, 2]", "\"text\""}) {
+        write(settingsPath(), damaged);
+        SettingsFile settings(settingsPath());
+        EXPECT_EQ(settings.readAll(), nlohmann::json::object()) << damaged;
+        settings.setShowVirtualCards(true);
+        EXPECT_EQ(settings.readAll(), (nlohmann::json{{"showVirtualCards", true}})) << damaged;
+        EXPECT_EQ(read(settingsPath().string() + ".unreadable"), damaged);
+    }
+}
+
+TEST_F(SettingsFileTest, WritesThroughASymbolicLink) {
+    const auto real = folder_ / "dotfiles" / "corvane.json";
+    write(real, R"({"selectedCardMAC": "00:1a:2b:3c:4d:5e"})");
+    fs::create_directories(settingsPath().parent_path());
+    fs::create_symlink(real, settingsPath());
+    SettingsFile(settingsPath()).setShowVirtualCards(true);
+    EXPECT_TRUE(fs::is_symlink(settingsPath()));
+    EXPECT_EQ(
+        nlohmann::json::parse(read(real)),
+        (nlohmann::json{{"selectedCardMAC", "00:1a:2b:3c:4d:5e"}, {"showVirtualCards", true}}));
+}
+
+TEST_F(SettingsFileTest, FailedWritesSayWhyAndChangeNothing) {
+    const auto blocker = folder_ / "not-a-folder";
+    write(blocker, "plain file");
+    const auto blocked = blocker / "corvane" / "settings.json";
+    try {
+        SettingsFile(blocked).setShowVirtualCards(true);
+        FAIL() << "wrote below a plain file";
+    } catch (const SettingsFileError& error) {
+        EXPECT_EQ(error.what(),
+                  config_texts::settingsNotSaved(blocked.string(), std::strerror(ENOTDIR)));
+    }
+
+    // A settings path that is a folder cannot be read, so writing would lose what it holds.
+    fs::create_directories(settingsPath());
+    try {
+        SettingsFile(settingsPath()).setShowVirtualCards(true);
+        FAIL() << "replaced a settings path it could not read";
+    } catch (const SettingsFileError& error) {
+        EXPECT_EQ(error.what(),
+                  config_texts::settingsNotRead(settingsPath().string(), std::strerror(EISDIR)));
+    }
+    EXPECT_TRUE(fs::is_directory(settingsPath()));
+    EXPECT_EQ(read(blocker), "plain file");
+
+    // A damaged file is only replaced once a copy of it is safe.
+    fs::remove_all(settingsPath());
+    write(settingsPath(), "{damaged");
+    fs::create_directories(settingsPath().string() + ".unreadable/taken");
+    EXPECT_THROW(SettingsFile(settingsPath()).setShowVirtualCards(true), SettingsFileError);
+    EXPECT_EQ(read(settingsPath()), "{damaged");
+}
+
+} // namespace
+} // namespace corvane
