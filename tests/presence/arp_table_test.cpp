@@ -1,0 +1,163 @@
+#include <map>
+
+#include <gtest/gtest.h>
+#include <linux/neighbour.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+
+#include "core/presence/arp_table.hpp"
+
+namespace corvane {
+namespace {
+
+struct Attribute {
+    std::uint16_t type;
+    Bytes value;
+    std::optional<std::uint16_t> claimedLength = std::nullopt;
+};
+
+template <typename Header> void append(Bytes& bytes, const Header& header) {
+    const auto* raw = reinterpret_cast<const std::uint8_t*>(&header);
+    bytes.insert(bytes.end(), raw, raw + sizeof(header));
+}
+
+void padTo4(Bytes& bytes) {
+    bytes.resize((bytes.size() + 3) & ~std::size_t{3}, 0);
+}
+
+// One message of a neighbour dump as the kernel lays it out: netlink header, ndmsg, then
+// attributes padded to four bytes; the stated length leaves out the final padding.
+struct NeighbourMessage {
+    std::uint16_t type = RTM_NEWNEIGH;
+    std::uint8_t family = AF_INET;
+    int interfaceIndex = 2;
+    std::uint16_t state = NUD_REACHABLE;
+    std::vector<Attribute> attributes;
+    std::optional<std::uint32_t> claimedLength;
+
+    void appendTo(Bytes& dump) const {
+        Bytes body;
+        ndmsg neighbour{};
+        neighbour.ndm_family = family;
+        neighbour.ndm_ifindex = interfaceIndex;
+        neighbour.ndm_state = state;
+        append(body, neighbour);
+        for (const auto& [attributeType, value, attributeLength] : attributes) {
+            padTo4(body);
+            const auto length = static_cast<std::uint16_t>(sizeof(rtattr) + value.size());
+            append(body, rtattr{attributeLength.value_or(length), attributeType});
+            body.insert(body.end(), value.begin(), value.end());
+        }
+        nlmsghdr header{};
+        header.nlmsg_len = claimedLength.value_or(sizeof(nlmsghdr) + body.size());
+        header.nlmsg_type = type;
+        append(dump, header);
+        dump.insert(dump.end(), body.begin(), body.end());
+        padTo4(dump);
+    }
+};
+
+NeighbourMessage entry(const char* ip, const char* mac, auto change) {
+    const auto address = IPv4Address::parse(ip)->bytes();
+    const auto hardware = MACAddress::parse(mac)->bytes();
+    NeighbourMessage message;
+    message.attributes = {{NDA_DST, Bytes(address.begin(), address.end())},
+                          {NDA_LLADDR, Bytes(hardware.begin(), hardware.end())}};
+    change(message);
+    return message;
+}
+
+NeighbourMessage entry(const char* ip, const char* mac) {
+    return entry(ip, mac, [](NeighbourMessage&) {});
+}
+
+using Table = std::map<std::string, std::string>;
+
+Table parsed(const std::vector<NeighbourMessage>& messages,
+             std::optional<unsigned> interfaceIndex = std::nullopt) {
+    Bytes dump;
+    for (const auto& message : messages) {
+        message.appendTo(dump);
+    }
+    Table table;
+    for (const auto& [ip, mac] : ARPTable::parse(dump, interfaceIndex)) {
+        table[ip.description()] = mac.description();
+    }
+    return table;
+}
+
+TEST(ARPTableParse, KeepsOnlyResolvedIPv4EntriesAndStopsAtImpossibleLengths) {
+    const auto two = entry("10.0.0.2", "02:00:00:00:00:02");
+    const auto three = entry("10.0.0.3", "02:00:00:00:00:03");
+    const Table onlyTwo = {{"10.0.0.2", "02:00:00:00:00:02"}};
+    const Table onlyThree = {{"10.0.0.3", "02:00:00:00:00:03"}};
+    const auto changed = [](const NeighbourMessage& message, auto change) {
+        auto copy = message;
+        change(copy);
+        return copy;
+    };
+    struct Case {
+        const char* rule;
+        std::vector<NeighbourMessage> messages;
+        Table expected;
+    };
+    const Case cases[] = {
+        {"stale and permanent entries still name the holder",
+         {changed(two, [](auto& m) { m.state = NUD_STALE; }),
+          changed(three, [](auto& m) { m.state = NUD_PERMANENT; })},
+         {{"10.0.0.2", "02:00:00:00:00:02"}, {"10.0.0.3", "02:00:00:00:00:03"}}},
+        {"failed resolution is no answer",
+         {changed(two, [](auto& m) { m.state = NUD_FAILED; }), three},
+         onlyThree},
+        {"pending resolution is no answer",
+         {changed(two, [](auto& m) { m.state = NUD_INCOMPLETE; }), three},
+         onlyThree},
+        {"IPv6 neighbours are not ours",
+         {changed(two, [](auto& m) { m.family = AF_INET6; }), three},
+         onlyThree},
+        {"no hardware address", {changed(two, [](auto& m) { m.attributes.pop_back(); })}, {}},
+        {"a hardware address that is not Ethernet",
+         {changed(two,
+                  [](auto& m) {
+                      m.attributes[1].value = {1, 2, 3, 4};
+                  })},
+         {}},
+        {"attributes in any order, each padded",
+         {changed(two,
+                  [](auto& m) {
+                      m.attributes = {{99, {7}}, m.attributes[1], {98, {1, 2, 3}}, m.attributes[0]};
+                  })},
+         onlyTwo},
+        {"other message types are stepped over",
+         {changed(two, [](auto& m) { m.type = RTM_NEWLINK; }), three},
+         onlyThree},
+        {"a later entry replaces an earlier one",
+         {entry("10.0.0.2", "02:00:00:00:00:09"), two},
+         onlyTwo},
+        {"the end of the dump",
+         {two, changed(three, [](auto& m) { m.type = NLMSG_DONE; }), three},
+         onlyTwo},
+        {"a zero message length",
+         {two, changed(three, [](auto& m) { m.claimedLength = 0; })},
+         onlyTwo},
+        {"a message length shorter than its header",
+         {two, changed(three, [](auto& m) { m.claimedLength = 8; })},
+         onlyTwo},
+        {"a message length past the data",
+         {two, changed(three, [](auto& m) { m.claimedLength = 4096; })},
+         onlyTwo},
+        {"an attribute length past its message",
+         {changed(two, [](auto& m) { m.attributes[1].claimedLength = 200; }), three},
+         onlyThree},
+    };
+    for (const auto& [rule, messages, expected] : cases) {
+        EXPECT_EQ(parsed(messages), expected) << rule;
+    }
+    EXPECT_EQ(
+        parsed({two, entry("10.0.0.3", "02:00:00:00:00:03", [](auto& m) { m.interfaceIndex = 7; })},
+               7u),
+        onlyThree);
+}
+
+} // namespace
+} // namespace corvane
