@@ -15,6 +15,8 @@ constexpr std::size_t chaddrLength = 16;
 // Server name (64 bytes) and boot file name (128 bytes), RFC 2131 section 2.
 constexpr std::size_t serverNameAndFileLength = 192;
 constexpr std::size_t maximumOptionData = 255;
+// Host names and vendor classes are shown in one log line and one table cell.
+constexpr std::size_t displayedTextLimit = 64;
 
 // A longer option cannot be encoded; writing it anyway would corrupt every option after
 // it, so this is a programming error that must not go unnoticed.
@@ -41,7 +43,7 @@ std::optional<std::string> printableOption(const Bytes* data) {
     if (data == nullptr) {
         return std::nullopt;
     }
-    return DHCPPacket::printable(*data, 64);
+    return DHCPPacket::printable(*data, displayedTextLimit);
 }
 
 } // namespace

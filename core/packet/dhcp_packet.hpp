@@ -53,13 +53,18 @@ struct DHCPPacket {
     // cannot be encoded and stops the program.
     void setOption(std::uint8_t code, Bytes data);
 
+    // The typed readers give no value for an absent or malformed option; they never fail.
+    // Option 53 (RFC 2132 section 9.6), exactly one byte naming a known type.
     std::optional<DHCPMessageType> messageType() const;
     // The first six bytes of `chaddr`, for Ethernet-length hardware addresses only.
     std::optional<MACAddress> mac() const;
+    // Options 12 and 60 (RFC 2132 sections 3.14 and 9.13), shown with `printable` at 64.
     std::optional<std::string> hostname() const;
     std::optional<std::string> vendorClass() const;
-    // Option 61 as colon-separated lower-case hex pairs, e.g. 01:00:1a:2b:3c:4d:5e.
+    // Option 61 (RFC 2132 section 9.14) as colon-separated lower-case hex pairs, e.g.
+    // 01:00:1a:2b:3c:4d:5e.
     std::optional<std::string> clientID() const;
+    // Options 50 and 54 (RFC 2132 sections 9.1 and 9.7), exactly four bytes.
     std::optional<IPv4Address> requestedIP() const;
     std::optional<IPv4Address> serverID() const;
 

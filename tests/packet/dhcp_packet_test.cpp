@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <initializer_list>
 #include <iterator>
 #include <numeric>
@@ -209,55 +208,25 @@ TEST(DHCPPacketParse, KeepsAllSixteenChaddrBytesAndSkipsServerNameAndFile) {
     EXPECT_EQ(packet.serialize(0)[44], 0);
 }
 
+DHCPPacket withOptions(std::vector<DHCPOptionField> options) {
+    DHCPPacket packet;
+    packet.options = std::move(options);
+    return packet;
+}
+
 TEST(DHCPPacketAccessors, MalformedOptionsGiveNoValue) {
-    struct Case {
-        const char* rule;
-        std::vector<DHCPOptionField> options;
-        std::optional<DHCPMessageType> type;
-        std::optional<IPv4Address> requestedIP, serverID;
-        std::optional<std::string> clientID;
-    };
-    const Case cases[] = {
-        {"absent options", {}, std::nullopt, std::nullopt, std::nullopt, std::nullopt},
-        {"two-byte message type", {{53, {1, 1}}}, std::nullopt, {}, {}, {}},
-        {"empty message type", {{53, {}}}, std::nullopt, {}, {}, {}},
-        {"message type 9", {{53, {9}}}, std::nullopt, {}, {}, {}},
-        {"message type 8", {{53, {8}}}, DHCPMessageType::inform, {}, {}, {}},
-        {"first of duplicates wins", {{53, {7}}, {53, {1}}}, DHCPMessageType::release, {}, {}, {}},
-        {"three-byte addresses",
-         {{50, {10, 0, 0}}, {54, {10, 0, 0, 1, 5}}},
-         std::nullopt,
-         std::nullopt,
-         std::nullopt,
-         std::nullopt},
-        {"four-byte addresses and an empty client id",
-         {{50, {10, 0, 0, 9}}, {54, {10, 0, 0, 1}}, {61, {}}},
-         std::nullopt,
-         IPv4Address(10, 0, 0, 9),
-         IPv4Address(10, 0, 0, 1),
-         ""},
-        {"client id has no length limit",
-         {{61, Bytes(40, 0xFF)}},
-         {},
-         {},
-         {},
-         [] {
-             std::string pairs = "ff";
-             for (int index = 1; index < 40; ++index) {
-                 pairs += ":ff";
-             }
-             return pairs;
-         }()},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.rule);
-        DHCPPacket packet;
-        packet.options = c.options;
-        EXPECT_EQ(packet.messageType(), c.type);
-        EXPECT_EQ(packet.requestedIP(), c.requestedIP);
-        EXPECT_EQ(packet.serverID(), c.serverID);
-        EXPECT_EQ(packet.clientID(), c.clientID);
-    }
+    EXPECT_FALSE(withOptions({{53, {1, 1}}}).messageType()) << "two-byte message type";
+    EXPECT_FALSE(withOptions({{53, {}}}).messageType()) << "empty message type";
+    EXPECT_FALSE(withOptions({{53, {9}}}).messageType()) << "message type 9";
+    EXPECT_EQ(withOptions({{53, {8}}}).messageType(), DHCPMessageType::inform);
+    EXPECT_EQ(withOptions({{53, {7}}, {53, {1}}}).messageType(), DHCPMessageType::release)
+        << "the first of duplicates wins";
+    EXPECT_FALSE(withOptions({{50, {10, 0, 0}}}).requestedIP()) << "three-byte address";
+    EXPECT_FALSE(withOptions({{54, {10, 0, 0, 1, 5}}}).serverID()) << "five-byte address";
+    EXPECT_EQ(withOptions({{54, {10, 0, 0, 1}}}).serverID(), IPv4Address(10, 0, 0, 1));
+    EXPECT_EQ(withOptions({{61, {}}}).clientID(), "") << "empty client id";
+    EXPECT_EQ(withOptions({{61, Bytes(40, 0xFF)}}).clientID()->size(), 40u * 3 - 1)
+        << "client id has no length limit";
 }
 
 TEST(DHCPPacketAccessors, MACOnlyForSixByteHardwareAddresses) {
@@ -346,34 +315,6 @@ TEST(DHCPPacketSetOptionDeathTest, DataBeyond255BytesStopsTheProgram) {
     EXPECT_DEATH(packet.setOption(OptionCode::message, Bytes(256, 'a')), "more than the 255");
     packet.options.push_back({OptionCode::hostname, Bytes(300, 'a')});
     EXPECT_DEATH((void)packet.serialize(0), "DHCP option 12 has 300 bytes");
-}
-
-TEST(DHCPPacketEquality, ComparesEveryField) {
-    struct Case {
-        const char* field;
-        std::function<void(DHCPPacket&)> change;
-    };
-    const Case cases[] = {
-        {"op", [](auto& p) { p.op = 2; }},
-        {"htype", [](auto& p) { p.htype = 6; }},
-        {"hlen", [](auto& p) { p.hlen = 16; }},
-        {"hops", [](auto& p) { p.hops = 1; }},
-        {"xid", [](auto& p) { p.xid ^= 1; }},
-        {"secs", [](auto& p) { p.secs = 3; }},
-        {"flags", [](auto& p) { p.flags = 0x8000; }},
-        {"ciaddr", [](auto& p) { p.ciaddr = IPv4Address(1, 2, 3, 4); }},
-        {"yiaddr", [](auto& p) { p.yiaddr = IPv4Address(1, 2, 3, 4); }},
-        {"siaddr", [](auto& p) { p.siaddr = IPv4Address(1, 2, 3, 4); }},
-        {"giaddr", [](auto& p) { p.giaddr = IPv4Address(1, 2, 3, 4); }},
-        {"chaddr", [](auto& p) { p.chaddr[15] = 1; }},
-        {"option order", [](auto& p) { std::swap(p.options[0], p.options[1]); }},
-    };
-    const auto base = udhcpcDiscoverObject();
-    for (const auto& [field, change] : cases) {
-        auto changed = base;
-        change(changed);
-        EXPECT_NE(changed, base) << field;
-    }
 }
 
 } // namespace
