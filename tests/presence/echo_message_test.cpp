@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include "core/presence/prober.hpp"
+
+namespace corvane {
+namespace {
+
+TEST(InternetChecksum, MatchesKnownVectors) {
+    const std::pair<Bytes, std::uint16_t> cases[] = {
+        {{}, 0xFFFF},
+        {{0x00, 0x01, 0xF2, 0x03, 0xF4, 0xF5, 0xF6, 0xF7}, 0x220D}, // RFC 1071 worked example
+        {{0x12, 0x34}, 0xEDCB},                                     // words are big-endian
+        {{0x01}, 0xFEFF},                   // an odd trailing byte is a high byte
+        {{0xFF, 0xFF, 0xFF, 0xFF}, 0x0000}, // carries fold back in
+        {{0xFF, 0xFF, 0x01}, 0xFEFF},
+    };
+    for (const auto& [bytes, checksum] : cases) {
+        EXPECT_EQ(Prober::checksum(bytes), checksum) << ::testing::PrintToString(bytes);
+    }
+}
+
+TEST(EchoRequest, LaysOutHeaderThenPayload) {
+    const Bytes expected = {
+        0x08, 0x00,                          // type 8 echo request, code 0
+        0x49, 0x76,                          // checksum over the whole message
+        0x12, 0x34,                          // identifier
+        0x00, 0x01,                          // sequence
+        'c',  'o',  'r', 'v', 'a', 'n', 'e', // payload, no terminator
+    };
+    EXPECT_EQ(Prober::echoRequest(0x1234, 1), expected);
+    // A receiver sums the message including the checksum field and expects zero.
+    EXPECT_EQ(Prober::checksum(Prober::echoRequest(0xFFFF, 0x8001)), 0);
+}
+
+Bytes echoMessage(std::uint8_t type, std::uint16_t identifier, std::size_t ipHeaderLength = 0) {
+    Bytes datagram(ipHeaderLength, 0);
+    if (ipHeaderLength > 0) {
+        datagram[0] = static_cast<std::uint8_t>(0x40 | ipHeaderLength / 4);
+    }
+    auto message = Prober::echoRequest(identifier, 1);
+    message[0] = type;
+    datagram.insert(datagram.end(), message.begin(), message.end());
+    return datagram;
+}
+
+TEST(EchoReplyRecognition, AcceptsOnlyWellFormedRepliesForUs) {
+    const auto bare = echoMessage(0, 0x4242);
+    struct Case {
+        const char* rule;
+        Bytes datagram;
+        std::optional<std::uint16_t> identifier;
+        bool accepted;
+    };
+    const Case cases[] = {
+        {"datagram socket delivers the bare reply", bare, std::nullopt, true},
+        {"datagram socket leaves identifiers to the kernel", echoMessage(0, 7), std::nullopt, true},
+        {"raw socket prefixes an IPv4 header", echoMessage(0, 0x4242, 20), 0x4242, true},
+        {"IPv4 options lengthen the header", echoMessage(0, 0x4242, 28), 0x4242, true},
+        {"another program's identifier", echoMessage(0, 0x4242, 20), 0x4243, false},
+        {"an echo request is not a reply", echoMessage(8, 0x4242, 20), 0x4242, false},
+        {"destination unreachable is not a reply", echoMessage(3, 0x4242), std::nullopt, false},
+        {"a header with nothing after it",
+         Bytes{0x45, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, std::nullopt, false},
+        {"an ICMP header cut short", Bytes(bare.begin(), bare.begin() + 7), std::nullopt, false},
+        {"an IPv4 header length below the minimum", echoMessage(0, 0x4242, 16), std::nullopt,
+         false},
+    };
+    for (const auto& [rule, datagram, identifier, accepted] : cases) {
+        EXPECT_EQ(Prober::isEchoReply(datagram, identifier), accepted) << rule;
+    }
+}
+
+TEST(ProbeResultText, ReadsAsTheLogShowsIt) {
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    const std::pair<ProbeResult, ProbeResult> cases[] = {
+        {ProbeResult::silent(), {false, "no answer"}},
+        {ProbeResult::echoReply(Milliseconds(0.04)), {true, "icmp 0.0 ms"}},
+        {ProbeResult::echoReply(Milliseconds(0.06)), {true, "icmp 0.1 ms"}},
+        {ProbeResult::echoReply(Milliseconds(1234.56)), {true, "icmp 1234.6 ms"}},
+        {ProbeResult::tcpOpen(80), {true, "tcp 80 open"}},
+        {ProbeResult::tcpRefused(443), {true, "tcp 443 refused"}},
+    };
+    for (const auto& [made, expected] : cases) {
+        EXPECT_EQ(made, expected) << expected.detail;
+    }
+    EXPECT_NE(ProbeResult::tcpOpen(80), (ProbeResult{false, "tcp 80 open"}));
+}
+
+} // namespace
+} // namespace corvane
