@@ -57,6 +57,8 @@ private:
 } // namespace
 
 void UDPTransport::open() {
+    // Opening again replaces the old socket rather than leaking it.
+    close();
     // SOCK_CLOEXEC keeps port 67 from leaking into programs the application starts.
     PendingSocket socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP));
     if (socket.get() < 0) {

@@ -22,7 +22,8 @@ public:
     UDPTransport(const UDPTransport&) = delete;
     UDPTransport& operator=(const UDPTransport&) = delete;
 
-    // Creates and configures the socket; on failure nothing stays open.
+    // Creates and configures the socket, closing any earlier one first; on failure nothing
+    // stays open.
     void open();
     // Closes the socket if it is open; harmless when called again.
     void close();

@@ -8,7 +8,6 @@
 namespace corvane {
 namespace {
 
-using testing::leaseFor;
 using testing::macEndingIn;
 
 DHCPPacket packetWith(std::vector<DHCPOptionField> options) {
@@ -181,49 +180,6 @@ TEST(ReplyDestinationText, NamesTheAddressAndClientPort) {
     EXPECT_NE(ReplyDestination::broadcast(), ReplyDestination::unicast({192, 168, 0, 150}));
     EXPECT_NE(ReplyDestination::unicast({192, 168, 0, 150}),
               ReplyDestination::unicast({192, 168, 0, 151}));
-}
-
-TEST(ServerEventEquality, ComparesCaseAndEveryPayloadField) {
-    const auto lease = leaseFor(1, {192, 168, 0, 100});
-    auto renamed = lease;
-    renamed.hostname = "camera";
-    const SentSummary offer{DHCPMessageType::offer,
-                            {192, 168, 0, 100},
-                            macEndingIn(1),
-                            ReplyDestination::broadcast(),
-                            "eth1",
-                            std::nullopt};
-    auto noted = offer;
-    noted.note = "requested address taken";
-
-    struct Case {
-        const char* rule;
-        ServerEvent left;
-        ServerEvent right;
-        bool equal;
-    };
-    const Case cases[] = {
-        {"same lease", ServerEvent::LeaseChanged{lease}, ServerEvent::LeaseChanged{lease}, true},
-        {"lease differs in host name", ServerEvent::LeaseChanged{lease},
-         ServerEvent::LeaseChanged{renamed}, false},
-        {"absent MAC against present MAC", ServerEvent::Dropped{"not for us", std::nullopt},
-         ServerEvent::Dropped{"not for us", macEndingIn(1)}, false},
-        {"both MACs absent", ServerEvent::Dropped{"not for us", std::nullopt},
-         ServerEvent::Dropped{"not for us", std::nullopt}, true},
-        {"note absent against present", ServerEvent::Sent{offer}, ServerEvent::Sent{noted}, false},
-        {"media absent against present", ServerEvent::Link{true, std::nullopt},
-         ServerEvent::Link{true, "1000baseT full-duplex"}, false},
-        {"same text in different cases", ServerEvent::Info{"linkDown"},
-         ServerEvent::NoticeCleared{NoticeKind::linkDown}, false},
-        {"stopped equals stopped", ServerEvent::Stopped{}, ServerEvent::Stopped{}, true},
-        {"presence state differs",
-         ServerEvent::Presence{{192, 168, 0, 100}, macEndingIn(1), PresenceState::online, "ping"},
-         ServerEvent::Presence{{192, 168, 0, 100}, macEndingIn(1), PresenceState::offline, "ping"},
-         false},
-    };
-    for (const auto& [rule, left, right, equal] : cases) {
-        EXPECT_EQ(left == right, equal) << rule;
-    }
 }
 
 } // namespace

@@ -177,24 +177,6 @@ TEST(TransportOpen, FailsAtBindWhenTheLoopbackPortIsHeld) {
     EXPECT_FALSE(transport.isOpen());
 }
 
-TEST(TransportModeValue, NamesItsCardAndPorts) {
-    const auto card = TransportMode::interface("eth1");
-    const auto loopback = TransportMode::loopback(6767, 6868);
-    EXPECT_EQ(card.interfaceName(), "eth1");
-    EXPECT_EQ(loopback.interfaceName(), "lo");
-    EXPECT_EQ(card.bindPort(), 67);
-    EXPECT_EQ(card.sendPort(), 68);
-    EXPECT_EQ(card.bindAddress(), IPv4Address::zero);
-    EXPECT_EQ(loopback.bindPort(), 6767);
-    EXPECT_EQ(loopback.sendPort(), 6868);
-    EXPECT_EQ(loopback.bindAddress(), IPv4Address::loopback);
-    EXPECT_EQ(card.sendAddress({10, 1, 2, 3}), IPv4Address(10, 1, 2, 3));
-    EXPECT_EQ(loopback.sendAddress(IPv4Address::broadcast), IPv4Address::loopback);
-    EXPECT_EQ(card, TransportMode::interface("eth1"));
-    EXPECT_NE(card, TransportMode::interface("eth2"));
-    EXPECT_NE(loopback, TransportMode::loopback(6767, 6869));
-}
-
 TEST(TransportErrorText, NamesTheStepTheReasonAndTheLinuxNumber) {
     struct Case {
         const char* operation;
