@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/host/setup_command.hpp"
+
+namespace corvane {
+
+// An administrator command shown to the user before it runs, or after it failed so that it
+// can be run by hand in a terminal.
+struct PendingCommand {
+    std::int64_t id = 0;
+    // The question the confirmation asks, such as "Configure Wired 1 as 192.168.0.1/24?".
+    std::string title;
+    SetupCommand command;
+    // The network service the command changes.
+    std::string service;
+
+    friend bool operator==(const PendingCommand&, const PendingCommand&) = default;
+};
+
+} // namespace corvane
