@@ -102,7 +102,10 @@ void replaceAtomically(const std::filesystem::path& target, const std::string& t
     if (created) {
         throw fail(created.value());
     }
-    std::string temporary = (folder / ("." + target.filename().string() + ".XXXXXX")).string();
+    std::string hiddenName = ".";
+    hiddenName += target.filename().string();
+    hiddenName += ".XXXXXX";
+    std::string temporary = (folder / hiddenName).string();
     const int descriptor = ::mkostemp(temporary.data(), O_CLOEXEC);
     if (descriptor < 0) {
         throw fail(errno);
