@@ -1,0 +1,227 @@
+#include <utility>
+#include <variant>
+
+#include <asio/post.hpp>
+
+#include "core/events/packet_summary.hpp"
+#include "core/events/sent_summary.hpp"
+#include "core/host/interfaces.hpp"
+#include "core/presence/prober.hpp"
+#include "core/presence/timing.hpp"
+#include "core/server/arrival_check.hpp"
+#include "core/server/dhcp_server.hpp"
+#include "core/server/server_texts.hpp"
+#include "core/transport/local_network.hpp"
+
+namespace corvane {
+
+// Replaces the transport only once the new socket is open, so a failed reopen leaves the
+// server as it was.
+void DHCPServer::openTransport() {
+    auto mode =
+        options_.mode.isLoopback() ? options_.mode : TransportMode::interface(interfaceName_);
+    auto transport = std::make_unique<UDPTransport>(std::move(mode));
+    transport->open();
+    transport_ = std::move(transport);
+    readable_.emplace(*context_, transport_->descriptor());
+    ++socketGeneration_;
+    isOpen_ = true;
+    awaitDatagrams();
+}
+
+void DHCPServer::closeTransport() {
+    if (readable_) {
+        // The descriptor belongs to the transport: let go of it without closing, which also
+        // aborts the pending wait.
+        readable_->release();
+        readable_.reset();
+    }
+    if (transport_) {
+        transport_->close();
+    }
+    isOpen_ = false;
+}
+
+// Asio watches descriptors edge-triggered: a wait completes for datagrams that arrive after
+// it, so every wake-up drains the socket until it is empty before waiting again. Both happen
+// in one handler, before the loop looks for readiness again, so no arrival is missed.
+void DHCPServer::awaitDatagrams() {
+    readable_->async_wait(
+        asio::posix::stream_descriptor::wait_read,
+        [weak = weak_from_this(), generation = socketGeneration_](const asio::error_code& error) {
+            if (error) {
+                return;
+            }
+            const auto self = weak.lock();
+            if (!self || !self->running_ || !self->isOpen_ ||
+                self->socketGeneration_ != generation) {
+                return;
+            }
+            self->drainDatagrams();
+            if (self->isOpen_ && self->socketGeneration_ == generation) {
+                self->awaitDatagrams();
+            }
+        });
+}
+
+void DHCPServer::drainDatagrams() {
+    while (isOpen_) {
+        std::optional<Datagram> datagram;
+        try {
+            datagram = transport_->receive();
+        } catch (const TransportError& error) {
+            emit(ServerEvent::Info{server_texts::receiveFailed(error.description())});
+            return;
+        }
+        if (!datagram) {
+            return;
+        }
+        handle(*datagram);
+    }
+}
+
+void DHCPServer::handle(const Datagram& datagram) {
+    if (!options_.mode.isLoopback()) {
+        if (auto reason = wrongCardReason(datagram.interfaceIndex, transport_->interfaceIndex(),
+                                          interfaceName_)) {
+            emit(ServerEvent::Dropped{std::move(*reason), std::nullopt});
+            return;
+        }
+    }
+    if (!datagram.interfaceIndex && !arrivalCheckWarned_) {
+        arrivalCheckWarned_ = true;
+        emit(ServerEvent::Info{std::string(server_texts::arrivalCheckUnavailable)});
+    }
+    auto parsed = DHCPPacket::parse(datagram.bytes);
+    if (const auto* error = std::get_if<PacketError>(&parsed)) {
+        emit(ServerEvent::Dropped{server_texts::malformed(error->description()), std::nullopt});
+        return;
+    }
+    auto& packet = std::get<DHCPPacket>(parsed);
+    emit(ServerEvent::Received{PacketSummary(packet, interfaceName_)});
+    process(std::move(packet), {});
+}
+
+// The responder may ask whether a device still answers on an address before handing it to
+// someone else. The probe blocks for up to a second, so it runs on the pool and the packet is
+// decided again, against the table as it is then, when the answer is back.
+void DHCPServer::process(DHCPPacket packet, ProbeResults probes) {
+    auto decision = responder_.decide(packet, DecisionContext{table_, presence_, probes, clock_()});
+    const auto* probe = std::get_if<ProbeAddress>(&decision.action);
+    if (probe == nullptr) {
+        apply(std::move(decision));
+        return;
+    }
+    const IPv4Address ip = probe->ip;
+    if (!options_.presenceEnabled) {
+        probes[ip] = false;
+        process(std::move(packet), std::move(probes));
+        return;
+    }
+    emit(ServerEvent::Info{server_texts::probingBeforeReuse(ip)});
+    const std::vector<std::uint16_t> ports(std::begin(presencePorts), std::end(presencePorts));
+    asio::post(probePool_,
+               [weak = weak_from_this(), context = context_, prober = Prober(interfaceName_, ports),
+                ip, packet = std::move(packet), probes = std::move(probes)]() mutable {
+                   const bool answered = prober.probe(ip, Timing::probeTimeout).answered;
+                   asio::post(*context, [weak, ip, answered, packet = std::move(packet),
+                                         probes = std::move(probes)]() mutable {
+                       const auto self = weak.lock();
+                       if (!self || !self->running_) {
+                           return;
+                       }
+                       if (answered) {
+                           self->presence_[ip] = PresenceState::online;
+                       }
+                       probes[ip] = answered;
+                       self->process(std::move(packet), std::move(probes));
+                   });
+               });
+}
+
+void DHCPServer::apply(Decision decision) {
+    table_ = std::move(decision.table);
+    for (auto& note : decision.notes) {
+        if (const auto* raised = note.as<ServerEvent::NoticeRaised>()) {
+            raised_.insert(raised->notice.kind);
+        }
+        emit(std::move(note));
+    }
+    if (decision.tableChanged) {
+        persist();
+    }
+    if (const auto* reply = std::get_if<Reply>(&decision.action)) {
+        send(*reply, true);
+    }
+}
+
+void DHCPServer::send(const Reply& reply, bool retry) {
+    if (!isOpen_) {
+        emit(ServerEvent::Info{server_texts::notSent(reply.type, server_texts::socketClosed)});
+        return;
+    }
+    try {
+        transport_->send(reply.packet.serialize(DHCPPacket::minimumReplyLength), reply.destination);
+    } catch (const TransportError& error) {
+        reportSendFailure(reply, error, retry);
+        return;
+    } catch (const std::exception& error) {
+        emit(ServerEvent::Info{server_texts::notSent(reply.type, error.what())});
+        return;
+    }
+    clear(NoticeKind::localNetworkDenied);
+    emit(ServerEvent::Sent{SentSummary{reply.type, reply.ip, reply.mac, reply.destination,
+                                       interfaceName_, reply.note}});
+}
+
+void DHCPServer::reportSendFailure(const Reply& reply, const TransportError& error, bool retry) {
+    const auto failure = LocalNetwork::classify(error, linkUp_, serverAddressPresent());
+    switch (failure.kind()) {
+    case SendFailure::Kind::linkDown:
+        emit(ServerEvent::Info{server_texts::notSent(reply.type, server_texts::linkDown)});
+        return;
+    case SendFailure::Kind::addressMissing:
+        emit(ServerEvent::Info{server_texts::notSent(
+            reply.type, server_texts::addressNotOnCard(options_.config.serverIP, interfaceName_))});
+        return;
+    case SendFailure::Kind::possiblyDenied:
+        // One refusal may be a rule being reloaded; two in a row are worth the user's time.
+        if (retry) {
+            retryLater(reply);
+        } else {
+            raise(Notice::localNetworkDenied());
+        }
+        return;
+    case SendFailure::Kind::other:
+        emit(ServerEvent::Info{server_texts::notSent(reply.type, failure.text())});
+        return;
+    }
+}
+
+void DHCPServer::retryLater(Reply reply) {
+    const auto timer = retryTimers_.emplace(retryTimers_.end(), *context_);
+    timer->expires_after(sendRetryDelay);
+    timer->async_wait(
+        [weak = weak_from_this(), timer, reply = std::move(reply)](const asio::error_code& error) {
+            if (error) {
+                return;
+            }
+            const auto self = weak.lock();
+            if (!self || !self->running_) {
+                return;
+            }
+            self->retryTimers_.erase(timer);
+            self->send(reply, false);
+        });
+}
+
+bool DHCPServer::serverAddressPresent() const {
+    for (const auto& entry : Interfaces::interfaceAddresses()) {
+        if (entry.name == interfaceName_ && entry.subnet.address == options_.config.serverIP) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace corvane

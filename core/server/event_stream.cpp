@@ -1,0 +1,53 @@
+#include "core/server/event_stream.hpp"
+
+#include <utility>
+
+namespace corvane {
+
+void EventStream::push(ServerEvent event) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (finished_) {
+            return;
+        }
+        queue_.push_back(std::move(event));
+    }
+    arrived_.notify_one();
+}
+
+std::optional<ServerEvent> EventStream::next() {
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [this] { return !queue_.empty() || finished_; });
+    if (queue_.empty()) {
+        return std::nullopt;
+    }
+    auto event = std::move(queue_.front());
+    queue_.pop_front();
+    return event;
+}
+
+std::optional<ServerEvent> EventStream::next(std::chrono::milliseconds timeout) {
+    std::unique_lock lock(mutex_);
+    arrived_.wait_for(lock, timeout, [this] { return !queue_.empty() || finished_; });
+    if (queue_.empty()) {
+        return std::nullopt;
+    }
+    auto event = std::move(queue_.front());
+    queue_.pop_front();
+    return event;
+}
+
+void EventStream::finish() {
+    {
+        const std::lock_guard lock(mutex_);
+        finished_ = true;
+    }
+    arrived_.notify_all();
+}
+
+bool EventStream::isExhausted() const {
+    const std::lock_guard lock(mutex_);
+    return finished_ && queue_.empty();
+}
+
+} // namespace corvane

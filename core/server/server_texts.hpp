@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "core/address/ipv4_address.hpp"
+#include "core/address/mac_address.hpp"
+#include "core/packet/dhcp_message_type.hpp"
+
+// Every log phrase the server runtime writes itself, in one place so the log and the tests
+// read the same words. Notice messages live with the notices.
+namespace corvane::server_texts {
+
+inline std::string droppedOutsideRange(IPv4Address ip, const MACAddress& mac) {
+    return "dropped lease " + ip.description() + " for " + mac.description() +
+           ": outside the range";
+}
+
+inline std::string receiveFailed(std::string_view error) {
+    return "receive failed: " + std::string(error);
+}
+
+inline std::string arrivedOnOtherCard(std::string_view arrivalCard, std::string_view servedCard) {
+    return "arrived on " + std::string(arrivalCard) + " instead of " + std::string(servedCard);
+}
+
+// How a card is named when the kernel knows its index but no longer its name.
+inline std::string unnamedInterface(std::uint32_t index) {
+    return "interface " + std::to_string(index);
+}
+
+inline constexpr std::string_view arrivalCheckUnavailable =
+    "arrival interface check unavailable; relying on SO_BINDTODEVICE";
+
+inline std::string malformed(std::string_view error) {
+    return "malformed (" + std::string(error) + ")";
+}
+
+inline std::string probingBeforeReuse(IPv4Address ip) {
+    return "probing " + ip.description() + " before giving it to another device";
+}
+
+inline std::string notSent(DHCPMessageType type, std::string_view cause) {
+    return std::string(description(type)) + " not sent: " + std::string(cause);
+}
+inline constexpr std::string_view socketClosed = "socket closed";
+inline constexpr std::string_view linkDown = "link down";
+inline std::string addressNotOnCard(IPv4Address serverIP, std::string_view card) {
+    return serverIP.description() + " is not on " + std::string(card) + " right now";
+}
+
+inline std::string couldNotReopen(std::string_view card, std::string_view error) {
+    return "could not reopen " + std::string(card) + ": " + std::string(error);
+}
+
+inline std::string cardIsBack(std::string_view card) {
+    return std::string(card) + " is back";
+}
+
+// Why every bound device is shown offline at once.
+inline constexpr std::string_view offlineBecauseLinkDown = "link down";
+inline constexpr std::string_view offlineBecauseUnplugged = "adapter unplugged";
+
+} // namespace corvane::server_texts

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "core/address/ipv4_address.hpp"
+#include "core/address/mac_address.hpp"
+#include "core/events/server_event.hpp"
+#include "core/leases/lease.hpp"
+#include "core/leases/lease_file.hpp"
+#include "core/leases/lease_table.hpp"
+#include "core/packet/dhcp_packet.hpp"
+#include "core/server/event_stream.hpp"
+
+namespace corvane {
+
+// Failures name the event and its payload instead of dumping bytes.
+void PrintTo(const ServerEvent& event, std::ostream* out);
+
+} // namespace corvane
+
+namespace corvane::testing {
+
+using namespace std::chrono_literals;
+
+// 2025-03-01T12:00:00Z: whole seconds, so tables survive the lease file unchanged.
+inline constexpr TimePoint testStart{std::chrono::seconds{1'740'830'400}};
+// Long enough for a loaded machine; an event that does not come within it never will.
+inline constexpr std::chrono::milliseconds eventWait = 5s;
+
+inline IPv4Address ip(std::string_view text) {
+    return IPv4Address::parse(text).value();
+}
+
+inline constexpr MACAddress device(std::uint8_t number) {
+    return MACAddress(MACAddress::ByteArray{0x02, 0x00, 0x5e, 0x00, 0x00, number});
+}
+
+// The time the server reads, moved only by the test.
+class ManualClock {
+public:
+    explicit ManualClock(TimePoint start) : ticks_(start.time_since_epoch().count()) {}
+
+    TimePoint now() const { return TimePoint(TimePoint::duration(ticks_.load())); }
+    void advance(std::chrono::seconds step) {
+        ticks_ += std::chrono::duration_cast<TimePoint::duration>(step).count();
+    }
+    // The clock as the server takes it; the ManualClock must outlive the server.
+    std::function<TimePoint()> function() {
+        return [this] { return now(); };
+    }
+
+private:
+    std::atomic<TimePoint::rep> ticks_;
+};
+
+// A fresh folder under the system's temporary folder, removed with its content.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+// A client message as a DHCP client builds it: broadcast flag clear, no relay.
+DHCPPacket clientMessage(DHCPMessageType type, const MACAddress& mac, std::uint32_t xid);
+DHCPPacket discover(const MACAddress& mac, std::uint32_t xid);
+// Selecting an offer (RFC 2131 4.3.2): server identifier and requested address.
+DHCPPacket request(const MACAddress& mac, std::uint32_t xid, IPv4Address server,
+                   IPv4Address requested);
+
+// A lease record with whole-second times relative to `testStart`.
+Lease boundLease(const MACAddress& mac, IPv4Address address, std::chrono::seconds left);
+void writeLeaseFile(const std::filesystem::path& path, const LeaseTable& table);
+
+// The next event, or a test failure naming what was expected when none comes in time.
+std::optional<ServerEvent> nextEvent(EventStream& events, std::string_view expected);
+
+// The next event as the given case; a different event or none fails the test.
+template <typename Case> std::optional<Case> nextOf(EventStream& events, std::string_view what) {
+    const auto event = nextEvent(events, what);
+    if (!event) {
+        return std::nullopt;
+    }
+    if (const auto* payload = event->as<Case>()) {
+        return *payload;
+    }
+    ADD_FAILURE() << "expected " << what << ", got " << ::testing::PrintToString(*event);
+    return std::nullopt;
+}
+
+// A UDP socket on 127.0.0.1 standing in for a DHCP client in the server's loopback mode.
+class LoopbackClient {
+public:
+    LoopbackClient();
+    ~LoopbackClient();
+    LoopbackClient(const LoopbackClient&) = delete;
+    LoopbackClient& operator=(const LoopbackClient&) = delete;
+
+    std::uint16_t port() const { return port_; }
+    void send(std::span<const std::uint8_t> bytes, std::uint16_t serverPort) const;
+    void send(const DHCPPacket& packet, std::uint16_t serverPort) const;
+    // The next datagram for the client, parsed; none when nothing came within `limit`.
+    std::optional<DHCPPacket> receive(std::chrono::milliseconds limit = eventWait) const;
+    // Like `receive`, the raw bytes.
+    std::optional<Bytes> receiveBytes(std::chrono::milliseconds limit = eventWait) const;
+
+private:
+    int fd_ = -1;
+    std::uint16_t port_ = 0;
+};
+
+// A loopback port no socket holds at the moment of asking.
+std::uint16_t unusedLoopbackPort();
+
+} // namespace corvane::testing
