@@ -1,0 +1,166 @@
+#include <iostream>
+
+#include "cli/lease_file_lock.hpp"
+#include "cli/serve_texts.hpp"
+#include "cli/subcommands.hpp"
+#include "cli/text_table.hpp"
+#include "cli/usage_error.hpp"
+#include "core/config/duration_text.hpp"
+#include "core/events/notice_texts.hpp"
+#include "core/leases/lease_file.hpp"
+
+namespace corvane::cli {
+namespace {
+
+struct LeaseFileOption {
+    std::string path;
+
+    LeaseFile file() const {
+        return LeaseFile(path.empty() ? LeaseFile::defaultPath() : std::filesystem::path(path));
+    }
+};
+
+void addLeaseFileOption(CLI::App& command, LeaseFileOption& option) {
+    command.add_option("--lease-file", option.path,
+                       "The lease file to use instead of the user's leases.json");
+}
+
+// Loads the table for reading or editing. A damaged file is moved aside by the load, and the
+// user is told where it went.
+std::optional<LeaseTable> loadTable(const LeaseFile& file, TimePoint now) {
+    try {
+        const auto result = file.load(now);
+        if (result.setAsideURL) {
+            std::cerr << notice_texts::leaseFileSetAside(result.setAsideURL->filename().string())
+                      << "\n";
+        }
+        return result.table;
+    } catch (const LeaseFileError& error) {
+        std::cerr << texts::leaseFileUnreadable(error.what()) << "\n";
+        return std::nullopt;
+    }
+}
+
+std::string expiryText(const Lease& lease, TimePoint now) {
+    if (lease.state != Lease::State::offered && lease.state != Lease::State::bound) {
+        return std::string(texts::noValue);
+    }
+    if (lease.isExpired(now)) {
+        return std::string(texts::expired);
+    }
+    const auto left = std::chrono::ceil<std::chrono::seconds>(lease.expiresAt - now).count();
+    const auto capped = std::min<std::int64_t>(left, std::numeric_limits<std::uint32_t>::max());
+    return texts::expiresIn(formatDuration(static_cast<std::uint32_t>(capped)));
+}
+
+int showLeases(const LeaseFileOption& option) {
+    const auto file = option.file();
+    const auto now = std::chrono::system_clock::now();
+    const auto table = loadTable(file, now);
+    if (!table) {
+        return refusedStatus;
+    }
+    if (table->leases().empty()) {
+        std::cout << texts::noLeases(file.path()) << "\n";
+        return successStatus;
+    }
+    // Presence is known only to a running server; here every record sorts by address.
+    const auto leases = table->sortedForDisplay([](const Lease&) { return std::nullopt; });
+    TextTable listing({"ADDRESS", "MAC", "STATE", "EXPIRES", "HOST NAME"});
+    for (const auto& lease : leases) {
+        listing.addRow({lease.ip.description(), lease.mac.description(),
+                        std::string(leaseStateName(lease.state)), expiryText(lease, now),
+                        lease.hostname.value_or(std::string(texts::noValue))});
+    }
+    std::cout << listing.render();
+    return successStatus;
+}
+
+// Loads, edits and saves the file while holding the lock a running server holds, so an edit
+// never races a server that would write its own table over it.
+template <typename Edit> int editLeases(const LeaseFile& file, Edit edit) {
+    const LeaseFileLock lock(file.path());
+    if (lock.state() == LeaseFileLock::State::inUseElsewhere) {
+        std::cerr << texts::leaseFileInUseForEdit(file.path()) << "\n";
+        return refusedStatus;
+    }
+    const auto now = std::chrono::system_clock::now();
+    auto table = loadTable(file, now);
+    if (!table) {
+        return refusedStatus;
+    }
+    const auto before = *table;
+    const auto outcome = edit(*table, now);
+    if (!outcome) {
+        return refusedStatus;
+    }
+    try {
+        // An edit that changed nothing leaves the file, or its absence, as it was.
+        if (*table != before) {
+            file.save(*table);
+        }
+    } catch (const LeaseFileError& error) {
+        std::cerr << texts::leaseFileNotSaved(error.what()) << "\n";
+        return refusedStatus;
+    }
+    std::cout << *outcome << "\n";
+    return successStatus;
+}
+
+int forget(const std::string& macText, const LeaseFileOption& option) {
+    const auto mac = MACAddress::parse(macText);
+    if (!mac) {
+        throw UsageError({texts::badMAC(macText)});
+    }
+    const auto file = option.file();
+    return editLeases(file, [&](LeaseTable& table, TimePoint) -> std::optional<std::string> {
+        const auto removed = table.remove(*mac);
+        if (!removed) {
+            std::cerr << texts::noLeaseFor(mac->description(), file.path()) << "\n";
+            return std::nullopt;
+        }
+        return texts::forgotLease(mac->description(), removed->ip.description());
+    });
+}
+
+int clearExpired(const LeaseFileOption& option) {
+    return editLeases(option.file(),
+                      [](LeaseTable& table, TimePoint now) -> std::optional<std::string> {
+                          const int count = table.clearInactive(now);
+                          return texts::clearedExpired(static_cast<std::size_t>(count));
+                      });
+}
+
+template <typename Action> void runOrExit(Action action) {
+    if (const int status = action(); status != successStatus) {
+        throw CLI::RuntimeError(status);
+    }
+}
+
+} // namespace
+
+void addLeasesCommands(CLI::App& app) {
+    auto leasesOption = std::make_shared<LeaseFileOption>();
+    auto* leases = app.add_subcommand("leases", "Show the leases in the lease file");
+    addLeaseFileOption(*leases, *leasesOption);
+    leases->callback([leasesOption] { runOrExit([&] { return showLeases(*leasesOption); }); });
+
+    auto forgetOption = std::make_shared<LeaseFileOption>();
+    auto forgetMAC = std::make_shared<std::string>();
+    auto* forgetCommand = app.add_subcommand(
+        "forget", "Remove one device's lease; it gets a new address the next time it asks");
+    forgetCommand->add_option("MAC", *forgetMAC, "The device's MAC address, e.g. 3c:22:fb:01:02:03")
+        ->required();
+    addLeaseFileOption(*forgetCommand, *forgetOption);
+    forgetCommand->callback([forgetOption, forgetMAC] {
+        runOrExit([&] { return forget(*forgetMAC, *forgetOption); });
+    });
+
+    auto clearOption = std::make_shared<LeaseFileOption>();
+    auto* clear = app.add_subcommand(
+        "clear-expired", "Remove expired, released and reclaimed leases; active leases stay");
+    addLeaseFileOption(*clear, *clearOption);
+    clear->callback([clearOption] { runOrExit([&] { return clearExpired(*clearOption); }); });
+}
+
+} // namespace corvane::cli

@@ -1,0 +1,28 @@
+#include "cli/serve_until_stopped.hpp"
+
+#include <thread>
+
+namespace corvane::cli {
+
+CorvaneState serveUntilStopped(DHCPServer& server, const std::string& interfaceName,
+                               StopSignals& signals, EventPrinter& printer,
+                               std::optional<std::chrono::milliseconds> limit) {
+    CorvaneState state;
+    state.runStarted(interfaceName);
+    std::thread watcher([&server, &signals, limit] {
+        if (signals.wait(limit) != StopSignals::Outcome::cancelled) {
+            server.stop();
+        }
+    });
+    // The stream ends only after `stopped`, so every event of the run is printed.
+    while (const auto event = server.events().next()) {
+        const auto now = std::chrono::system_clock::now();
+        state.apply(*event, now);
+        printer.print(*event, now);
+    }
+    signals.cancel();
+    watcher.join();
+    return state;
+}
+
+} // namespace corvane::cli
