@@ -1,0 +1,142 @@
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "core/responder/responder_texts.hpp"
+#include "tests/responder/client_packet.hpp"
+#include "tests/responder/responder_test_support.hpp"
+
+namespace corvane {
+namespace {
+
+using namespace corvane::testing;
+namespace texts = responder_texts;
+
+const IPv4Address server = ip("192.168.2.1");
+
+// Plays the runtime's part around the responder: keeps the table between messages, answers
+// each probe from the set of addresses where a device is alive, and asks again.
+struct SimulatedServer {
+    Responder responder{testConfig()};
+    LeaseTable table;
+    std::unordered_map<IPv4Address, PresenceState> presence;
+    std::set<IPv4Address> alive;
+    std::vector<IPv4Address> probed;
+    TimePoint clock = now;
+
+    Decision receive(const ClientPacket& packet) {
+        DecisionContext context{table, presence, {}, clock};
+        for (std::size_t round = 0; round <= Timing::maxProbesPerPacket; ++round) {
+            auto decision = responder.decide(packet.wire(), context);
+            const auto* probe = std::get_if<ProbeAddress>(&decision.action);
+            if (probe == nullptr) {
+                table = decision.table;
+                return decision;
+            }
+            probed.push_back(probe->ip);
+            context.probes[probe->ip] = alive.contains(probe->ip);
+        }
+        ADD_FAILURE() << "more probes than one packet may ask for";
+        return {};
+    }
+
+    std::optional<IPv4Address> answer(const ClientPacket& packet, DHCPMessageType type) {
+        const auto decision = receive(packet);
+        const auto* reply = replyOf(decision);
+        if (reply == nullptr || reply->type != type) {
+            ADD_FAILURE() << "no " << description(type);
+            return std::nullopt;
+        }
+        return reply->packet.yiaddr;
+    }
+};
+
+ClientPacket message(DHCPMessageType type, const MACAddress& mac = client) {
+    return ClientPacket(type, mac);
+}
+
+TEST(Exchange, AReleasedClientGetsItsAddressBackOnItsNextDiscover) {
+    SimulatedServer dhcp;
+    dhcp.table.upsert(leaseOf(device(1), "192.168.2.100", State::bound, 150s));
+
+    const auto offered = dhcp.answer(message(DHCPMessageType::discover), DHCPMessageType::offer);
+    ASSERT_EQ(offered, ip("192.168.2.101"));
+    dhcp.clock += 2s;
+    dhcp.answer(message(DHCPMessageType::request).requesting(*offered).toServer(server),
+                DHCPMessageType::ack);
+    EXPECT_EQ(dhcp.table.lease(client).value_or(Lease{}).state, State::bound);
+    dhcp.clock += 100s;
+    const auto release =
+        dhcp.receive(message(DHCPMessageType::release).from(*offered).toServer(server));
+    EXPECT_TRUE(release.tableChanged);
+    EXPECT_FALSE(dhcp.table.holder(*offered, dhcp.clock));
+
+    dhcp.clock += 100s;
+    EXPECT_EQ(dhcp.answer(message(DHCPMessageType::discover), DHCPMessageType::offer), offered);
+}
+
+TEST(Exchange, AFullPoolReclaimsFromAnAbsentHolderOnlyWhenNobodyAnswers) {
+    for (const bool holderAnswers : {false, true}) {
+        SCOPED_TRACE(holderAnswers ? "the holder answers" : "nobody answers");
+        SimulatedServer dhcp;
+        auto config = testConfig();
+        config.rangeEnd = ip("192.168.2.101");
+        dhcp.responder = Responder(config);
+        const auto absent = leaseOf(device(1), "192.168.2.100", State::bound, 600s, 900s);
+        dhcp.table =
+            LeaseTable({absent, leaseOf(device(2), "192.168.2.101", State::bound, 600s)}, {});
+        dhcp.presence = {{ip("192.168.2.100"), PresenceState::offline},
+                         {ip("192.168.2.101"), PresenceState::online}};
+        if (holderAnswers) {
+            dhcp.alive.insert(absent.ip);
+        }
+
+        const auto decision = dhcp.receive(message(DHCPMessageType::discover));
+
+        EXPECT_EQ(dhcp.probed, std::vector<IPv4Address>{absent.ip});
+        if (holderAnswers) {
+            EXPECT_EQ(decision.notes,
+                      (Notes{ServerEvent::Dropped{std::string(texts::poolExhausted), client}}));
+            continue;
+        }
+        ASSERT_NE(replyOf(decision), nullptr);
+        EXPECT_EQ(replyOf(decision)->ip, absent.ip);
+        auto reclaimed = absent;
+        reclaimed.state = State::reclaimed;
+        EXPECT_EQ(decision.notes,
+                  (Notes{ServerEvent::LeaseChanged{reclaimed},
+                         ServerEvent::Info{texts::reclaimed(absent.ip, absent.mac)},
+                         ServerEvent::LeaseChanged{dhcp.table.lease(client).value_or(Lease{})}}));
+        EXPECT_EQ(holderOf(dhcp.table, absent.ip, dhcp.clock), client);
+        EXPECT_EQ(
+            dhcp.answer(message(DHCPMessageType::request).requesting(absent.ip).toServer(server),
+                        DHCPMessageType::ack),
+            absent.ip);
+    }
+}
+
+TEST(Exchange, ADeclinedAddressIsRefusedUntilItsQuarantineEnds) {
+    SimulatedServer dhcp;
+    const auto address = ip("192.168.2.100");
+    dhcp.answer(message(DHCPMessageType::request).requesting(address), DHCPMessageType::ack);
+    dhcp.receive(message(DHCPMessageType::decline).requesting(address));
+    const auto declinedAt = dhcp.clock;
+
+    dhcp.clock = declinedAt + 599s;
+    const auto refused = dhcp.receive(message(DHCPMessageType::request).requesting(address));
+    ASSERT_NE(replyOf(refused), nullptr);
+    EXPECT_EQ(replyOf(refused)->note, std::string(texts::declinedRecently));
+    EXPECT_EQ(dhcp.answer(message(DHCPMessageType::discover, device(2)), DHCPMessageType::offer),
+              ip("192.168.2.101"));
+
+    dhcp.clock = declinedAt + 600s;
+    const auto ignored = dhcp.receive(message(DHCPMessageType::release).from(address));
+    EXPECT_TRUE(dhcp.table.quarantine().empty());
+    EXPECT_FALSE(ignored.tableChanged);
+    EXPECT_EQ(
+        dhcp.answer(message(DHCPMessageType::request).requesting(address), DHCPMessageType::ack),
+        address);
+}
+
+} // namespace
+} // namespace corvane
