@@ -1,0 +1,136 @@
+"""Real DHCP clients get what the server is configured to give, and keep it."""
+
+import json
+import os
+import re
+import signal
+import subprocess
+import unittest
+
+import lab
+from lab import CLIENT_CARD, SERVER_IP, Lab, Server
+
+ROUTER = SERVER_IP
+DNS = ("192.168.77.53", "192.168.77.54")
+LEASE_SECONDS = 600
+CONFIG = ("--router", ROUTER, "--dns", ",".join(DNS), "--lease", "10m")
+IN_RANGE = re.compile(r"^192\.168\.77\.(1[0-4][0-9]|150)$")
+
+DHCPCD_CONFIG = "option domain_name_servers, routers, subnet_mask\nnoarp\nnoipv4ll\n"
+DHCPCD_HOOK = '#!/bin/sh\nenv > "{folder}/$reason.$$"\nmv "{folder}/$reason.$$" "{folder}/$reason"\n'
+
+
+def udhcpc_view(test, bench):
+    client = lab.udhcpc(bench, test.client_ns)
+    bound = client.dump("bound")
+    test.assertIsNotNone(bound, client.result.stdout + client.result.stderr)
+    return {"ip": bound["ip"], "mask": bound["subnet"], "router": bound["router"],
+            "dns": bound["dns"].split(), "lease": bound["lease"]}
+
+
+def dhclient_view(test, bench):
+    client = lab.dhclient(bench, test.client_ns)
+    bound = client.wait_dump("BOUND")
+    bench.stop(client.process)
+    with open(client.lease_file) as leases:
+        recorded = leases.read()
+    test.assertIn(f"fixed-address {bound['new_ip_address']};", recorded)
+    test.assertIn(f"option dhcp-server-identifier {SERVER_IP};", recorded)
+    return {"ip": bound["new_ip_address"], "mask": bound["new_subnet_mask"],
+            "router": bound["new_routers"], "dns": bound["new_domain_name_servers"].split(),
+            "lease": bound["new_dhcp_lease_time"]}
+
+
+def dhcpcd_view(test, bench):
+    folder = bench.path("dhcpcd")
+    os.makedirs(folder)
+    hook = os.path.join(folder, "hook")
+    with open(hook, "w") as out:
+        out.write(DHCPCD_HOOK.format(folder=folder))
+    os.chmod(hook, 0o755)
+    config = os.path.join(folder, "dhcpcd.conf")
+    with open(config, "w") as out:
+        out.write(DHCPCD_CONFIG)
+    # dhcpcd keeps its state under /run/dhcpcd and /var/lib/dhcpcd; private empty folders
+    # in the client's own mount namespace keep the host's untouched.
+    private_state = "mount -t tmpfs none /run && mount -t tmpfs none /var/lib/dhcpcd && " \
+                    'exec "$@"'
+    result = bench.run(test.client_ns, ["sh", "-c", private_state, "sh", "timeout", "30",
+                                        "dhcpcd", "-B", "-4", "-1", "-t", "15", "-f", config,
+                                        "-c", hook, CLIENT_CARD], timeout=40, check=False)
+    bound_path = os.path.join(folder, "BOUND")
+    test.assertTrue(os.path.exists(bound_path), result.stdout + result.stderr)
+    bound = lab.read_environment(bound_path)
+    return {"ip": bound["new_ip_address"], "mask": bound["new_subnet_mask"],
+            "router": bound["new_routers"], "dns": bound["new_domain_name_servers"].split(),
+            "lease": bound["new_dhcp_lease_time"]}
+
+
+class ServedClientTest(unittest.TestCase):
+    def setUp(self):
+        self.bench = Lab()
+        self.addCleanup(self.bench.close)
+        self.server_ns, self.client_ns = self.bench.served_pair()
+        self.server = Server(self.bench, self.server_ns, CONFIG).started()
+
+    def client_mac(self):
+        shown = self.bench.ip(self.client_ns, "-o", "link", "show", CLIENT_CARD).stdout
+        return re.search(r"link/ether ([0-9a-f:]{17})", shown).group(1)
+
+    def lease_record(self, mac):
+        with open(self.server.lease_file) as leases:
+            document = json.load(leases)
+        return next((lease for lease in document["leases"] if lease["mac"] == mac), None)
+
+
+class EveryClientGetsTheConfiguration(ServedClientTest):
+    def test_each_client_reports_address_mask_router_dns_and_lease_time(self):
+        for name, view in (("udhcpc", udhcpc_view), ("dhclient", dhclient_view),
+                           ("dhcpcd", dhcpcd_view)):
+            with self.subTest(client=name):
+                self.bench.ip(self.client_ns, "-4", "address", "flush", "dev", CLIENT_CARD)
+                got = view(self, self.bench)
+                self.assertRegex(got["ip"], IN_RANGE)
+                self.assertEqual(got["mask"], lab.NETMASK)
+                self.assertEqual(got["router"], ROUTER)
+                self.assertEqual(got["dns"], list(DNS))
+                self.assertEqual(int(got["lease"]), LEASE_SECONDS)
+                self.server.wait_for(rf"TX ACK +{re.escape(got['ip'])} -> ")
+                self.assertEqual(self.lease_record(self.client_mac())["state"], "bound")
+
+
+class LeasesFollowTheClient(ServedClientTest):
+    def test_a_returning_client_gets_its_old_address(self):
+        first_mac = self.client_mac()
+        first = lab.udhcpc(self.bench, self.client_ns, name="first").dump("bound")["ip"]
+        self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", "02:e2:e0:00:00:02")
+        other = lab.udhcpc(self.bench, self.client_ns, name="other").dump("bound")["ip"]
+        self.assertNotEqual(first, other)
+        self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", first_mac)
+        again = lab.udhcpc(self.bench, self.client_ns, name="again").dump("bound")["ip"]
+        self.assertEqual(again, first)
+
+    def test_a_release_is_recorded_in_the_log_and_the_lease_file(self):
+        mac = self.client_mac()
+        client = lab.udhcpc(self.bench, self.client_ns, arguments=("-R",), once=False)
+        ip = client.wait_dump("bound")["ip"]
+        # udhcpc -R releases when it is ended, as a device does when it shuts down.
+        self.bench.stop(client.process)
+        self.server.wait_for(rf"RX RELEASE +{mac} ")
+        self.server.wait_for(rf"LEASE +released {re.escape(ip)} {mac}")
+        lab.wait_until(lambda: (self.lease_record(mac) or {}).get("state") == "released", 5,
+                       message="the released lease in leases.json")
+
+    def test_a_renewal_is_acknowledged_by_unicast_to_the_client(self):
+        client = lab.udhcpc(self.bench, self.client_ns, once=False)
+        ip = client.wait_dump("bound")["ip"]
+        mark = len(self.server.lines)
+        # SIGUSR1 makes udhcpc renew now instead of at half the lease time.
+        client.process.send_signal(signal.SIGUSR1)
+        self.server.wait_for(rf"RX REQUEST .* ciaddr={re.escape(ip)} ", after=mark)
+        self.server.wait_for(rf"TX ACK +{re.escape(ip)} -> {re.escape(ip)}:68 via ", after=mark)
+        client.wait_dump("renew")
+
+
+if __name__ == "__main__":
+    lab.main()
