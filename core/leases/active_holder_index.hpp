@@ -11,8 +11,9 @@
 namespace corvane {
 
 // Answers, for any address, who holds it by the allocation rule "the first active lease for
-// an address decides": nobody, the client being served, or another client. Built once per
-// choice so that walking a pool costs one lookup per candidate instead of a list search.
+// an address decides": nobody, the client being served, or another client; and which record
+// is the client's first. Built in one pass once per choice, so that walking a pool costs one
+// lookup per candidate instead of a list search.
 // The low end of the pool, where the walk starts, is kept in a flat array; everything else
 // (the rest of a very wide pool, addresses outside it) in a hash map.
 class ActiveHolderIndex {
@@ -25,17 +26,27 @@ public:
                       const AddressRange& pool, TimePoint now,
                       std::int64_t denseSpan = defaultDenseSpan);
 
-    Holder holderOf(IPv4Address ip) const;
+    Holder holderOf(IPv4Address ip) const {
+        const auto offset = static_cast<std::uint64_t>(ip.value()) - denseFirst_;
+        if (ip.value() >= denseFirst_ && offset < dense_.size()) {
+            return dense_[offset];
+        }
+        return sparseHolderOf(ip);
+    }
     bool isHeldByAnotherClient(IPv4Address ip) const {
         return holderOf(ip) == Holder::anotherClient;
     }
+    // The client's first record whatever its state, or null; it points into the list given.
+    const Lease* clientFirstLease() const { return clientFirstLease_; }
 
 private:
+    Holder sparseHolderOf(IPv4Address ip) const;
     Holder* denseSlot(IPv4Address ip);
 
     std::uint32_t denseFirst_ = 0;
     std::vector<Holder> dense_;
     std::unordered_map<IPv4Address, Holder> sparse_;
+    const Lease* clientFirstLease_ = nullptr;
 };
 
 } // namespace corvane

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "core/leases/active_holder_index.hpp"
+#include "core/leases/mac_key.hpp"
 
 namespace corvane {
 
@@ -16,8 +17,9 @@ std::optional<IPv4Address> reclaimableAddress(const MACAddress& mac, std::span<c
                                               const AddressPredicate& holderIsOffline,
                                               TimePoint now) {
     const Lease* chosen = nullptr;
+    const auto clientKey = macKey(mac);
     for (const auto& lease : leases) {
-        if (lease.mac == mac || !lease.holdsAddress(now)) {
+        if (macKey(lease.mac) == clientKey || !lease.holdsAddress(now)) {
             continue;
         }
         if (chosen != nullptr &&
@@ -56,8 +58,8 @@ std::optional<IPv4Address> chooseAddress(const MACAddress& mac,
         return !holders.isHeldByAnotherClient(ip) && isUsable(ip);
     };
 
-    const auto own = std::ranges::find(leases, mac, &Lease::mac);
-    if (own != leases.end() && available(own->ip)) {
+    const auto* own = holders.clientFirstLease();
+    if (own != nullptr && available(own->ip)) {
         return own->ip;
     }
     if (requested && available(*requested)) {

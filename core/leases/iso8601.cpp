@@ -1,7 +1,6 @@
 #include "core/leases/iso8601.hpp"
 
 #include <cstdint>
-#include <cstdio>
 
 #include <date/date.h>
 
@@ -27,6 +26,14 @@ std::optional<int> digitsAt(std::string_view text, std::size_t position, std::si
         number = number * 10 + (character - '0');
     }
     return number;
+}
+
+// Writes the last `width` decimal digits of a non-negative number over `text` at `position`.
+void writeDigits(std::string& text, std::size_t position, std::size_t width, int number) {
+    for (std::size_t index = position + width; index > position; --index) {
+        text[index - 1] = static_cast<char>('0' + number % 10);
+        number /= 10;
+    }
 }
 
 bool hasCharacterAt(std::string_view text, std::size_t position, char expected) {
@@ -58,12 +65,14 @@ std::string formatISO8601(TimePoint time) {
     const auto day = date::floor<date::days>(seconds);
     const date::year_month_day calendarDate{day};
     const date::hh_mm_ss<Seconds> clock{seconds - day};
-    char text[32];
-    std::snprintf(
-        text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(calendarDate.year()),
-        static_cast<unsigned>(calendarDate.month()), static_cast<unsigned>(calendarDate.day()),
-        static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-        static_cast<int>(clock.seconds().count()));
+    // The clock's range keeps the year within 1677...2262, so four digits always suffice.
+    std::string text = "0000-00-00T00:00:00Z";
+    writeDigits(text, 0, 4, static_cast<int>(calendarDate.year()));
+    writeDigits(text, 5, 2, static_cast<int>(static_cast<unsigned>(calendarDate.month())));
+    writeDigits(text, 8, 2, static_cast<int>(static_cast<unsigned>(calendarDate.day())));
+    writeDigits(text, 11, 2, static_cast<int>(clock.hours().count()));
+    writeDigits(text, 14, 2, static_cast<int>(clock.minutes().count()));
+    writeDigits(text, 17, 2, static_cast<int>(clock.seconds().count()));
     return text;
 }
 

@@ -129,7 +129,7 @@ std::string stamp(TimePoint now) {
     ::tzset();
     std::tm local{};
     ::localtime_r(&seconds, &local);
-    char text[32];
+    char text[64];
     std::snprintf(text, sizeof text, "%04d%02d%02d-%02d%02d%02d", local.tm_year + 1900,
                   local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
     return text;
@@ -172,11 +172,21 @@ std::string randomUUID() {
         if (index == 4 || index == 6 || index == 8 || index == 10) {
             text += '-';
         }
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02X", bytes[index]);
-        text += pair;
+        constexpr std::string_view digits = "0123456789ABCDEF";
+        text += digits[bytes[index] >> 4];
+        text += digits[bytes[index] & 0x0F];
     }
     return text;
+}
+
+// A hidden name beside the target: ".leases.json.tmp-" and a fresh UUID.
+std::string temporaryName(const fs::path& target) {
+    // Appended piece by piece: GCC 12 reports a false -Wrestrict on "literal" + std::string.
+    std::string name(".");
+    name += target.filename().string();
+    name += ".tmp-";
+    name += randomUUID();
+    return name;
 }
 
 std::string encodeContents(const LeaseTable& table) {
@@ -253,7 +263,7 @@ void LeaseFile::save(const LeaseTable& table) const {
         throw LeaseFileError::couldNotCreateFolder(folder, folderError);
     }
     const auto content = encodeContents(table);
-    const auto temporary = folder / ("." + path_.filename().string() + ".tmp-" + randomUUID());
+    const auto temporary = folder / temporaryName(path_);
     if (const int error = writeNewFile(temporary, content); error != 0) {
         throw LeaseFileError::couldNotWrite(path_, error);
     }
