@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <map>
 #include <random>
 #include <set>
@@ -190,12 +191,15 @@ TEST(ChooseAddressProperty, AgreesWithTheLiteralRulesOnRandomTables) {
     }
 }
 
-TEST(ActiveHolderIndexProperty, AnswersLikeAListSearchWhateverTheDenseSpan) {
+TEST(ActiveHolderIndexProperty, AnswersLikeListSearchesWhateverTheDenseSpan) {
     std::mt19937_64 seeds(seed + 1);
     for (int index = 0; index < caseCount / 4; ++index) {
         const RandomWorld world(seeds());
         const auto span = static_cast<std::int64_t>(seeds() % (world.pool.count() + 2));
         const ActiveHolderIndex holders(world.client, world.leases, world.pool, now, span);
+        const auto own = std::ranges::find(world.leases, world.client, &Lease::mac);
+        ASSERT_EQ(holders.clientFirstLease(), own == world.leases.end() ? nullptr : &*own)
+            << "seed " << seed + 1 << ", case " << index << ": " << world.describe();
         for (auto value = world.pool.first.value() - 4; value <= world.pool.last.value() + 4;
              ++value) {
             const IPv4Address ip(value);
