@@ -8,6 +8,7 @@ packages=(
   clang clang-format clang-tidy libclang-rt-14-dev
   libasio-dev nlohmann-json3-dev libhowardhinnant-date-dev libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  qt6-base-dev libgl-dev
   iproute2 procps psmisc libcap2-bin iputils-ping
   busybox isc-dhcp-client dhcpcd-base python3 python3-scapy
 )

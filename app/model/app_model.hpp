@@ -168,7 +168,7 @@ public:
     const std::optional<PendingCommand>& pendingCommand() const { return pendingCommand_; }
     const std::optional<PendingCommand>& failedCommand() const { return failedCommand_; }
     bool isCommandRunning() const { return commandRunning_; }
-    void run(const PendingCommand& command);
+    void run(PendingCommand command);
     void cancelPendingCommand();
     void dismissFailedCommand();
 
@@ -220,7 +220,7 @@ private:
     void setSelectedCard(std::optional<std::string> cardID);
     void loadLeasesForDisplay();
     void startWatchingInterfaces();
-    void raisePortInUse();
+    void raisePortInUse(const std::string& cardName);
     void readEvents(std::shared_ptr<DHCPServer> server);
     void drainEvents();
     void endRun();

@@ -29,10 +29,10 @@ struct AppModelEnvironment {
 
     // The launch screen stays up at least this long after the model was made.
     std::chrono::milliseconds launchMinimum{1000};
-    std::chrono::milliseconds cardListTimeLimit{5000};
+    // Listing cards, naming the holder of port 67, finding the tool that configures cards.
+    std::chrono::milliseconds hostQueryTimeLimit{5000};
     // Gathering runs a few programs, each bounded by Preflight::probeTimeLimit.
     std::chrono::milliseconds checksTimeLimit{20000};
-    std::chrono::milliseconds portHolderTimeLimit{5000};
 
     // The system clock, the XDG folders, this computer's cards and this build's updates.
     static AppModelEnvironment forUser();

@@ -21,8 +21,8 @@ struct HostQueries {
     std::function<std::vector<PreflightCheck>(const NetworkCard& card, const ServerConfig& config,
                                               bool showVirtualCards)>
         runChecks;
-    // The program holding UDP port 67, named for the port-in-use notice.
-    std::function<std::string()> port67Holder;
+    // The program holding UDP port 67 on the card, named for the port-in-use notice.
+    std::function<std::string(const std::string& cardName)> port67Holder;
     std::function<HostSetup::Tool()> setupTool;
     // Runs a confirmed command with administrator rights; throws HostSetupError.
     std::function<void(const std::string& service, const SetupCommand& command)> runAsAdministrator;

@@ -50,6 +50,8 @@ public:
     void checkForUpdates();
     // The schedule's check; refused and owed while the server runs.
     void checkInBackground();
+    // Ends a check in progress quietly, as if it had not been asked for.
+    void cancelCheck();
     // Called by the application model when its running flag turns false.
     void serverStopped();
 
@@ -70,6 +72,7 @@ Q_SIGNALS:
 private:
     void check(UpdateCheckKind kind);
     void finish(QNetworkReply* reply, UpdateCheckKind kind);
+    void report(const QByteArray& document, UpdateCheckKind kind);
     void setCanCheck(bool canCheck);
 
     UpdateConfiguration configuration_;
@@ -84,6 +87,8 @@ private:
     bool overrideLogged_ = false;
     QNetworkAccessManager network_;
     QPointer<QNetworkReply> inFlight_;
+    QTimer transferLimit_;
+    bool timedOut_ = false;
     QTimer schedule_;
 };
 

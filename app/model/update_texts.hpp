@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -46,8 +47,10 @@ inline std::string updateAvailable(std::string_view version, std::string_view pa
     return "version " + std::string(version) + " is available: " + std::string(page);
 }
 
-inline std::string httpStatus(int status) {
-    return "The server answered with HTTP status " + std::to_string(status) + ".";
+inline std::string noAnswerWithin(std::chrono::milliseconds limit) {
+    return "The feed did not answer within " +
+           std::to_string(std::chrono::duration_cast<std::chrono::seconds>(limit).count()) +
+           " seconds.";
 }
 
 } // namespace corvane::update_texts

@@ -1,0 +1,273 @@
+#include "app/model/app_model.hpp"
+
+#include <algorithm>
+
+#include "app/model/app_texts.hpp"
+#include "app/model/update_texts.hpp"
+#include "core/host/interfaces.hpp"
+#include "core/host/preflight.hpp"
+#include "core/server/dhcp_server.hpp"
+
+namespace corvane {
+
+AppModel::AppModel(AppModelEnvironment environment, QObject* parent)
+    : QObject(parent), environment_(std::move(environment)), settings_(environment_.settingsPath),
+      leaseFile_(environment_.leaseFilePath),
+      logWriter_(std::make_unique<LogFileWriter>(environment_.logDirectory)),
+      lifeline_(std::make_shared<Lifeline>(this)) {
+    sinceLaunch_.start();
+    config_ = settings_.serverConfig();
+    showVirtualCards_ = settings_.showVirtualCards();
+    updates_ = std::make_unique<UpdateController>(
+        environment_.updates, [this] { return isRunning_; },
+        [this](const std::string& text) {
+            appendLabeled(update_texts::logLabel, text, LogLine::Kind::other);
+        },
+        [this] { return settings_.updateFeedOverride(); }, settings_.path().string());
+    waitingHintTimer_.setInterval(std::chrono::seconds{1});
+    connect(&waitingHintTimer_, &QTimer::timeout, this, [this] { updateWaitingHint(); });
+}
+
+AppModel::~AppModel() {
+    lifeline_->cut();
+    if (monitor_) {
+        monitor_->stop();
+    }
+    if (server_) {
+        server_->stop();
+    }
+    if (reader_.joinable()) {
+        reader_.join();
+    }
+}
+
+void AppModel::bootstrap() {
+    if (phase_ == Phase::ready) {
+        return;
+    }
+    const auto request = ++cardRequest_;
+    runWithTimeLimit<std::vector<NetworkCard>>(lifeline_, environment_.hostQueryTimeLimit, {},
+                                               environment_.host.listCards,
+                                               [this, request](std::vector<NetworkCard> cards) {
+                                                   if (request == cardRequest_) {
+                                                       takeCards(std::move(cards));
+                                                   }
+                                                   loadLeasesForDisplay();
+                                                   startWatchingInterfaces();
+                                                   updates_->start();
+                                                   finishLaunch();
+                                               });
+}
+
+void AppModel::finishLaunch() {
+    const auto spent = std::chrono::milliseconds{sinceLaunch_.elapsed()};
+    const auto remaining = environment_.launchMinimum - spent;
+    auto becomeReady = [this] {
+        phase_ = Phase::ready;
+        Q_EMIT phaseChanged();
+    };
+    if (remaining > std::chrono::milliseconds::zero()) {
+        QTimer::singleShot(remaining, this, becomeReady);
+    } else {
+        becomeReady();
+    }
+}
+
+void AppModel::startWatchingInterfaces() {
+    if (!environment_.watchInterfaces || monitor_) {
+        return;
+    }
+    // The monitor calls back on its own thread; the refresh itself happens on ours.
+    monitor_ = std::make_unique<InterfaceMonitor>(
+        [lifeline = lifeline_, this] { lifeline->post([this] { refreshCards(); }); });
+    monitor_->start();
+}
+
+void AppModel::refreshCards() {
+    const auto request = ++cardRequest_;
+    runWithTimeLimit<std::vector<NetworkCard>>(lifeline_, environment_.hostQueryTimeLimit, cards_,
+                                               environment_.host.listCards,
+                                               [this, request](std::vector<NetworkCard> cards) {
+                                                   if (request == cardRequest_) {
+                                                       takeCards(std::move(cards));
+                                                   }
+                                               });
+}
+
+void AppModel::takeCards(std::vector<NetworkCard> cards) {
+    if (cards != cards_) {
+        cards_ = std::move(cards);
+        Q_EMIT cardsChanged();
+    }
+    setSelectedCard(Interfaces::preferredCardID(
+        cards_, selectedCardID_, settings_.selectedCardMAC(), isRunning_, showVirtualCards_));
+    refreshChecks();
+    announceDerivedChanges();
+}
+
+void AppModel::refreshChecks() {
+    // While serving, the server itself holds port 67 and the checks could only fail; they
+    // are gathered again when it stops.
+    if (isRunning_) {
+        return;
+    }
+    const auto* card = selectedCard();
+    const auto request = ++checksRequest_;
+    if (card == nullptr) {
+        takeChecks({});
+        return;
+    }
+    if (checksInFlight_++ == 0) {
+        Q_EMIT checkingChanged();
+    }
+    runWithTimeLimit<std::vector<PreflightCheck>>(
+        lifeline_, environment_.checksTimeLimit, {},
+        [runChecks = environment_.host.runChecks, card = *card, config = config_,
+         showVirtual = showVirtualCards_] { return runChecks(card, config, showVirtual); },
+        [this, request](std::vector<PreflightCheck> checks) {
+            if (--checksInFlight_ == 0) {
+                Q_EMIT checkingChanged();
+            }
+            if (request == checksRequest_) {
+                takeChecks(std::move(checks));
+            }
+        });
+}
+
+void AppModel::takeChecks(std::vector<PreflightCheck> checks) {
+    if (checks != checks_) {
+        checks_ = std::move(checks);
+        Q_EMIT checksChanged();
+    }
+    announceDerivedChanges();
+}
+
+std::vector<NetworkCard> AppModel::offeredCards() const {
+    return Interfaces::offered(cards_, showDisconnected_, showVirtualCards_);
+}
+
+void AppModel::setShowDisconnected(bool show) {
+    if (show != showDisconnected_) {
+        showDisconnected_ = show;
+        Q_EMIT showDisconnectedChanged();
+        Q_EMIT cardsChanged();
+    }
+}
+
+void AppModel::setShowVirtualCards(bool show) {
+    if (show == showVirtualCards_) {
+        return;
+    }
+    showVirtualCards_ = show;
+    try {
+        settings_.setShowVirtualCards(show);
+    } catch (const SettingsFileError& error) {
+        setLastError(error.what());
+    }
+    Q_EMIT showVirtualCardsChanged();
+    Q_EMIT cardsChanged();
+    refreshCards();
+}
+
+const NetworkCard* AppModel::selectedCard() const {
+    if (!selectedCardID_) {
+        return nullptr;
+    }
+    const auto found = std::find_if(cards_.begin(), cards_.end(), [this](const NetworkCard& card) {
+        return card.id() == *selectedCardID_;
+    });
+    return found == cards_.end() ? nullptr : &*found;
+}
+
+void AppModel::selectCard(const std::string& cardID) {
+    if (isRunning_) {
+        return;
+    }
+    const auto found =
+        std::find_if(cards_.begin(), cards_.end(),
+                     [&cardID](const NetworkCard& card) { return card.id() == cardID; });
+    if (found == cards_.end()) {
+        return;
+    }
+    try {
+        settings_.setSelectedCardMAC(found->mac);
+    } catch (const SettingsFileError& error) {
+        setLastError(error.what());
+    }
+    setSelectedCard(cardID);
+    refreshChecks();
+    announceDerivedChanges();
+}
+
+void AppModel::setSelectedCard(std::optional<std::string> cardID) {
+    if (cardID == selectedCardID_) {
+        return;
+    }
+    selectedCardID_ = std::move(cardID);
+    // The checks describe the card they were gathered for.
+    if (!checks_.empty()) {
+        checks_.clear();
+        Q_EMIT checksChanged();
+    }
+    Q_EMIT selectedCardChanged();
+}
+
+std::vector<ConfigError> AppModel::setConfig(const ServerConfig& config) {
+    auto errors = config.validate();
+    if (!errors.empty() || config == config_) {
+        return errors;
+    }
+    // Kept in memory even when it cannot be saved, so the next start uses what the user
+    // typed; the error says what to do about the file.
+    try {
+        settings_.setServerConfig(config);
+    } catch (const SettingsFileError& error) {
+        setLastError(error.what());
+    }
+    config_ = config;
+    Q_EMIT configChanged();
+    if (!checks_.empty()) {
+        checks_.clear();
+        Q_EMIT checksChanged();
+    }
+    refreshChecks();
+    announceDerivedChanges();
+    return errors;
+}
+
+bool AppModel::canStart() const {
+    return !isRunning_ && selectedCard() != nullptr && !checks_.empty() &&
+           Preflight::canStart(checks_);
+}
+
+void AppModel::setSettingsOpen(bool open) {
+    if (open != settingsOpen_) {
+        settingsOpen_ = open;
+        Q_EMIT settingsOpenChanged();
+    }
+}
+
+void AppModel::setLastError(std::optional<std::string> error) {
+    if (error != lastError_) {
+        lastError_ = std::move(error);
+        Q_EMIT lastErrorChanged();
+    }
+}
+
+void AppModel::clearLastError() {
+    setLastError(std::nullopt);
+}
+
+void AppModel::announceDerivedChanges() {
+    if (const bool now = canStart(); now != lastCanStart_) {
+        lastCanStart_ = now;
+        Q_EMIT canStartChanged();
+    }
+    if (auto command = tcpdumpCommand(); command != lastTcpdumpCommand_) {
+        lastTcpdumpCommand_ = std::move(command);
+        Q_EMIT tcpdumpCommandChanged();
+    }
+    updateWaitingHint();
+}
+
+} // namespace corvane

@@ -1,0 +1,199 @@
+#include <QProcess>
+
+#include "app/model/app_model.hpp"
+#include "app/model/app_texts.hpp"
+#include "core/host/host_setup.hpp"
+#include "core/host/host_texts.hpp"
+#include "core/leases/lease_file_error.hpp"
+#include "core/server/dhcp_server.hpp"
+
+namespace corvane {
+
+namespace {
+
+// The service the checks propose to configure, else the card's own.
+std::string serviceOf(const NetworkCard& card, const std::vector<PreflightCheck>& checks) {
+    for (const auto& check : checks) {
+        if (check.fix) {
+            return std::get<PreflightCheck::ConfigureAdapter>(*check.fix).service;
+        }
+    }
+    return card.serviceName.value_or(card.bsdName);
+}
+
+} // namespace
+
+void AppModel::requestConfigureAdapter() {
+    prepareCommand(true);
+}
+
+void AppModel::requestRestoreDHCP() {
+    prepareCommand(false);
+}
+
+void AppModel::prepareCommand(bool configure) {
+    const auto* card = selectedCard();
+    if (card == nullptr) {
+        setLastError(std::string(app_texts::chooseCardFirst));
+        return;
+    }
+    const auto service =
+        configure ? serviceOf(*card, checks_) : card->serviceName.value_or(card->bsdName);
+    const auto config = config_;
+    // Finding the tool asks the host which programs run, so it happens off the main thread.
+    runWithTimeLimit<HostSetup::Tool>(
+        lifeline_, environment_.hostQueryTimeLimit, HostSetup::Tool::iproute2,
+        environment_.host.setupTool, [this, configure, service, config](HostSetup::Tool tool) {
+            PendingCommand pending{++nextCommandID_, "", {}, service};
+            if (configure) {
+                pending.title =
+                    app_texts::configureTitle(service, config.serverIP, config.prefixLength);
+                pending.command = HostSetup::setManualCommand(
+                    service, config.serverIP, static_cast<int>(config.prefixLength), tool);
+            } else if (auto command = HostSetup::setDHCPCommand(service, tool)) {
+                pending.title = app_texts::restoreTitle(service);
+                pending.command = std::move(*command);
+            } else {
+                setLastError(app_texts::noDHCPToRestore(service));
+                return;
+            }
+            pendingCommand_ = std::move(pending);
+            Q_EMIT pendingCommandChanged();
+        });
+}
+
+void AppModel::run(PendingCommand command) {
+    if (commandRunning_) {
+        return;
+    }
+    if (pendingCommand_ && pendingCommand_->id == command.id) {
+        pendingCommand_.reset();
+        Q_EMIT pendingCommandChanged();
+    }
+    commandRunning_ = true;
+    Q_EMIT commandRunningChanged();
+    using Outcome = std::optional<HostSetupError>;
+    runInBackground<Outcome>(
+        lifeline_, HostSetupError(std::string(host_texts::commandFailed)),
+        [runAsAdministrator = environment_.host.runAsAdministrator, command]() -> Outcome {
+            try {
+                runAsAdministrator(command.service, command.command);
+                return std::nullopt;
+            } catch (const HostSetupError& error) {
+                return error;
+            }
+        },
+        [this, command](Outcome error) {
+            commandRunning_ = false;
+            Q_EMIT commandRunningChanged();
+            if (!error) {
+                appendLabeled(app_texts::adapterLabel,
+                              app_texts::commandSucceeded(command.command.line()),
+                              LogLine::Kind::other);
+            } else if (error->isCancellation()) {
+                appendLabeled(app_texts::adapterLabel,
+                              app_texts::commandCancelled(error->message()), LogLine::Kind::other);
+            } else {
+                appendLabeled(app_texts::adapterLabel, app_texts::commandFailed(error->message()),
+                              LogLine::Kind::notice);
+                setLastError(error->message());
+                failedCommand_ = command;
+                Q_EMIT failedCommandChanged();
+            }
+            refreshCards();
+        });
+}
+
+void AppModel::cancelPendingCommand() {
+    if (pendingCommand_) {
+        pendingCommand_.reset();
+        Q_EMIT pendingCommandChanged();
+    }
+}
+
+void AppModel::dismissFailedCommand() {
+    if (failedCommand_) {
+        failedCommand_.reset();
+        Q_EMIT failedCommandChanged();
+    }
+}
+
+void AppModel::requestForget(const MACAddress& mac) {
+    confirmForget_ = mac;
+    Q_EMIT confirmForgetChanged();
+}
+
+void AppModel::confirmForgetLease() {
+    if (!confirmForget_) {
+        return;
+    }
+    const auto mac = *confirmForget_;
+    confirmForget_.reset();
+    Q_EMIT confirmForgetChanged();
+    if (server_) {
+        server_->forgetLease(mac);
+    } else {
+        editLeaseFile([&mac](LeaseTable& table) { table.remove(mac); });
+    }
+}
+
+void AppModel::requestClearExpired() {
+    confirmClear_ = true;
+    Q_EMIT confirmClearChanged();
+}
+
+void AppModel::confirmClearExpired() {
+    if (!confirmClear_) {
+        return;
+    }
+    confirmClear_ = false;
+    Q_EMIT confirmClearChanged();
+    if (server_) {
+        server_->clearInactive();
+    } else {
+        editLeaseFile([at = now()](LeaseTable& table) { table.clearInactive(at); });
+    }
+}
+
+void AppModel::cancelLeaseEdit() {
+    if (confirmForget_) {
+        confirmForget_.reset();
+        Q_EMIT confirmForgetChanged();
+    }
+    if (confirmClear_) {
+        confirmClear_ = false;
+        Q_EMIT confirmClearChanged();
+    }
+}
+
+void AppModel::editLeaseFile(const std::function<void(LeaseTable&)>& edit) {
+    try {
+        auto loaded = leaseFile_.load(now());
+        auto table = loaded.table;
+        edit(table);
+        if (table != loaded.table) {
+            leaseFile_.save(table);
+        }
+        state_.loadLeases(LeaseFile::LoadResult{table, loaded.setAsideURL});
+        Q_EMIT stateChanged();
+    } catch (const LeaseFileError& error) {
+        setLastError(error.what());
+    }
+}
+
+void AppModel::loadLeasesForDisplay() {
+    try {
+        state_.loadLeases(leaseFile_.load(now()));
+        Q_EMIT stateChanged();
+    } catch (const LeaseFileError& error) {
+        appendLabeled(app_texts::leaseLabel, app_texts::couldNotReadLeases(error.what()),
+                      LogLine::Kind::notice);
+    }
+}
+
+void AppModel::openInBrowser(IPv4Address ip) const {
+    QProcess::startDetached(QStringLiteral("xdg-open"),
+                            {QString::fromStdString(app_texts::browserAddress(ip))});
+}
+
+} // namespace corvane

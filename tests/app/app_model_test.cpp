@@ -1,0 +1,361 @@
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/model/app_model.hpp"
+#include "app/model/app_texts.hpp"
+#include "core/events/notice_texts.hpp"
+#include "core/host/host_setup_error.hpp"
+#include "tests/app/app_test_support.hpp"
+
+namespace corvane {
+
+using namespace corvane::testing;
+
+using Status = PreflightCheck::Status;
+using ID = PreflightCheck::ID;
+using Checks = std::vector<PreflightCheck>;
+using Cards = std::vector<NetworkCard>;
+
+namespace {
+
+IPv4Address ip(const char* text) {
+    return IPv4Address::parse(text).value();
+}
+
+Lease lease(std::uint8_t device, const char* address, TimePoint expiresAt) {
+    Lease lease;
+    lease.mac = MACAddress(MACAddress::ByteArray{0x02, 0, 0x5e, 0x10, 0, device});
+    lease.ip = ip(address);
+    lease.state = Lease::State::bound;
+    lease.expiresAt = expiresAt;
+    lease.firstSeen = lease.lastSeen = testStart;
+    return lease;
+}
+
+const Checks passing{check(ID::wired, Status::pass), check(ID::port67, Status::warn)};
+
+} // namespace
+} // namespace corvane
+
+using namespace corvane;
+using namespace corvane::testing;
+
+class AppModelTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> folder;
+    std::unique_ptr<ManualClock> clock;
+    std::unique_ptr<LoopbackPort> clientPort;
+    std::unique_ptr<AppModel> model;
+
+    // A ready model whose server, once started, runs on free loopback ports.
+    void makeModel(Cards cards, Checks checks,
+                   const std::function<void(AppModelEnvironment&)>& adjust = {}) {
+        auto serverPort = std::make_unique<LoopbackPort>();
+        auto environment = testEnvironment(*folder, *clock, std::move(cards), std::move(checks),
+                                           serverPort->port(), clientPort->port());
+        serverPort.reset();
+        if (adjust) {
+            adjust(environment);
+        }
+        model = std::make_unique<AppModel>(std::move(environment));
+        model->bootstrap();
+        QTRY_COMPARE_WITH_TIMEOUT(model->phase(), AppModel::Phase::ready, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!model->isChecking(), 5000);
+    }
+
+    std::vector<std::string> visibleTexts() const {
+        std::vector<std::string> texts;
+        for (const auto& line : model->visibleLog()) {
+            texts.push_back(line.text);
+        }
+        return texts;
+    }
+
+private Q_SLOTS:
+    void init() {
+        folder = std::make_unique<QTemporaryDir>();
+        clock = std::make_unique<ManualClock>();
+        clientPort = std::make_unique<LoopbackPort>();
+    }
+    void cleanup() { model.reset(); }
+
+    void startIsRefusedUntilEveryConditionHolds_data() {
+        QTest::addColumn<Cards>("cards");
+        QTest::addColumn<Checks>("checks");
+        QTest::newRow("no card") << Cards{} << passing;
+        QTest::newRow("no checks yet") << Cards{wiredCard("eth0", 1)} << Checks{};
+        QTest::newRow("a check fails")
+            << Cards{wiredCard("eth0", 1)}
+            << Checks{check(ID::wired, Status::pass), check(ID::link, Status::fail)};
+    }
+    void startIsRefusedUntilEveryConditionHolds() {
+        QFETCH(Cards, cards);
+        QFETCH(Checks, checks);
+        makeModel(cards, checks);
+        QVERIFY(!model->canStart());
+        model->start();
+        QVERIFY(!model->isRunning());
+        QVERIFY(!model->state().serverInterface);
+    }
+
+    void startIsRefusedWhileRunning() {
+        makeModel({wiredCard("eth0", 1)}, passing);
+        QVERIFY(model->canStart());
+        QSignalSpy canStart(model.get(), &AppModel::canStartChanged);
+        model->start();
+        QVERIFY(model->isRunning());
+        QVERIFY(!model->canStart());
+        QCOMPARE(canStart.count(), 1);
+        const auto startedAt = model->startedAt();
+        clock->advance(std::chrono::seconds{5});
+        model->start();
+        QCOMPARE(model->startedAt(), startedAt);
+    }
+
+    void startFailuresNeverLeaveAServer_data() {
+        QTest::addColumn<bool>("portTaken");
+        QTest::newRow("port in use raises a notice naming the holder") << true;
+        QTest::newRow("any other failure becomes the last error") << false;
+    }
+    void startFailuresNeverLeaveAServer() {
+        QFETCH(bool, portTaken);
+        LoopbackPort taken;
+        makeModel({wiredCard("eth0", 1)}, passing, [&](AppModelEnvironment& environment) {
+            environment.transportFor = [&, portTaken](const NetworkCard&) {
+                return portTaken ? TransportMode::loopback(taken.port(), clientPort->port())
+                                 : TransportMode::interface("corvane-none0");
+            };
+        });
+        model->start();
+        QVERIFY(!model->isRunning());
+        QVERIFY(model->canStart());
+        if (portTaken) {
+            QTRY_VERIFY_WITH_TIMEOUT(model->state().notices.contains(NoticeKind::portInUse), 5000);
+            QCOMPARE(model->state().notices.at(NoticeKind::portInUse).message,
+                     notice_texts::portInUse("dnsmasq"));
+            QVERIFY(!model->lastError());
+        } else {
+            QVERIFY(model->lastError());
+            QVERIFY(model->state().notices.empty());
+        }
+    }
+
+    void runIsLoggedFromStartToStop() {
+        makeModel({wiredCard("eth0", 1)}, passing);
+        model->start();
+        QTRY_VERIFY_WITH_TIMEOUT(!model->log().empty(), 5000);
+        QVERIFY(QString::fromStdString(model->log().front().text).contains("START"));
+        model->stop();
+        QVERIFY(!model->isRunning());
+        QVERIFY(!model->startedAt());
+        QVERIFY(QString::fromStdString(model->log().back().text).contains("server stopped"));
+        QCOMPARE(model->tcpdumpCommand().toStdString(),
+                 "sudo tcpdump -i eth0 -n -e 'udp port 67 or udp port 68'");
+        model.reset();
+        const auto files = QDir(folder->filePath("logs")).entryList(QDir::Files);
+        QCOMPARE(files.size(), 1);
+    }
+
+    void waitingHintShowsAfterAMinuteWithoutPackets() {
+        makeModel({wiredCard("eth0", 1)}, passing);
+        model->start();
+        clock->advance(std::chrono::seconds{60});
+        QVERIFY(!model->showsWaitingHint(clock->now()));
+        clock->advance(std::chrono::seconds{1});
+        QVERIFY(model->showsWaitingHint(clock->now()));
+        model->handle(ServerEvent::Received{PacketSummary{}});
+        QVERIFY(!model->showsWaitingHint(clock->now()));
+        clock->advance(std::chrono::minutes{10});
+        QVERIFY(!model->showsWaitingHint(clock->now()));
+
+        model->stop();
+        QVERIFY(!model->showsWaitingHint(clock->now()));
+        model->start();
+        clock->advance(std::chrono::seconds{61});
+        QVERIFY(model->showsWaitingHint(clock->now()));
+    }
+
+    void nextAddressSkipsTheServerAndHeldAddresses_data() {
+        QTest::addColumn<QString>("serverIP");
+        QTest::addColumn<QString>("rangeEnd");
+        QTest::addColumn<QStringList>("held");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("server at the start of the range")
+            << "192.168.0.100"
+            << "192.168.0.200" << QStringList{} << "192.168.0.101";
+        QTest::newRow("held addresses are skipped")
+            << "192.168.0.1"
+            << "192.168.0.200" << QStringList{"192.168.0.100", "192.168.0.101"} << "192.168.0.102";
+        QTest::newRow("every address held")
+            << "192.168.0.1"
+            << "192.168.0.101" << QStringList{"192.168.0.100", "192.168.0.101"} << "";
+    }
+    void nextAddressSkipsTheServerAndHeldAddresses() {
+        QFETCH(QString, serverIP);
+        QFETCH(QString, rangeEnd);
+        QFETCH(QStringList, held);
+        QFETCH(QString, expected);
+        auto config = ServerConfig::defaultConfig();
+        config.serverIP = ip(serverIP.toLatin1());
+        config.rangeEnd = ip(rangeEnd.toLatin1());
+        SettingsFile((folder->path() + "/settings.json").toStdString()).setServerConfig(config);
+        makeModel({}, {});
+        std::uint8_t device = 0;
+        for (const auto& address : held) {
+            model->handle(ServerEvent::LeaseChanged{
+                lease(++device, address.toLatin1(), testStart + std::chrono::hours{1})});
+        }
+        // An expired lease gives its address back.
+        model->handle(ServerEvent::LeaseChanged{lease(99, "192.168.0.102", testStart)});
+        const auto next = model->nextAddress();
+        QCOMPARE(next ? QString::fromStdString(next->description()) : QString(), expected);
+    }
+
+    void tcpdumpCommandFallsBackToAnyCard() {
+        makeModel({}, {});
+        QCOMPARE(model->tcpdumpCommand().toStdString(),
+                 "sudo tcpdump -i any -n -e 'udp port 67 or udp port 68'");
+        makeModel({wiredCard("eth7", 7)}, passing);
+        QCOMPARE(model->tcpdumpCommand().toStdString(),
+                 "sudo tcpdump -i eth7 -n -e 'udp port 67 or udp port 68'");
+        model->handle(ServerEvent::Started{"veth-lab", ServerConfig::defaultConfig()});
+        QCOMPARE(model->tcpdumpCommand().toStdString(),
+                 "sudo tcpdump -i veth-lab -n -e 'udp port 67 or udp port 68'");
+    }
+
+    void logKeepsTheNewestLines() {
+        makeModel({}, {});
+        for (int line = 1; line <= 5001; ++line) {
+            model->appendLog("line " + std::to_string(line), LogLine::Kind::other);
+        }
+        QCOMPARE(model->log().size(), AppModel::logCapacity);
+        QCOMPARE(model->log().front().id, 2);
+        QCOMPARE(model->log().back().id, 5001);
+    }
+
+    void eventsAreLoggedWithTheirKind() {
+        makeModel({}, {});
+        const std::vector<std::pair<ServerEvent, LogLine::Kind>> table{
+            {ServerEvent::Received{PacketSummary{}}, LogLine::Kind::rx},
+            {ServerEvent::Sent{SentSummary{}}, LogLine::Kind::tx},
+            {ServerEvent::Presence{}, LogLine::Kind::presence},
+            {ServerEvent::Dropped{"malformed", std::nullopt}, LogLine::Kind::notice},
+            {ServerEvent::NoticeRaised{Notice::adapterUnplugged()}, LogLine::Kind::notice},
+            {ServerEvent::Info{"hello"}, LogLine::Kind::other},
+        };
+        for (const auto& [event, kind] : table) {
+            model->handle(event);
+            QCOMPARE(logLineKindName(model->log().back().kind), logLineKindName(kind));
+        }
+        QCOMPARE(model->log().size(), table.size());
+    }
+
+    void filterMatchesIgnoringCase_data() {
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<int>("shown");
+        QTest::newRow("empty shows all") << "" << 4;
+        QTest::newRow("lower case finds upper case") << "ack" << 2;
+        QTest::newRow("address") << "192.168.0.100" << 1;
+        QTest::newRow("no match") << "nak" << 0;
+    }
+    void filterMatchesIgnoringCase() {
+        QFETCH(QString, filter);
+        QFETCH(int, shown);
+        makeModel({}, {});
+        for (const char* text : {"RX DISCOVER 02:00:5e:00:00:01", "TX ACK 192.168.0.100",
+                                 "TX OFFER 192.168.0.101", "INFO Ack later"}) {
+            model->appendLog(text, LogLine::Kind::other);
+        }
+        model->setLogFilter(filter);
+        QCOMPARE(static_cast<int>(model->visibleLog().size()), shown);
+    }
+
+    void pauseFreezesTheShownLines() {
+        makeModel({}, {});
+        model->handle(ServerEvent::Info{"one"});
+        model->setLogPaused(true);
+        const auto frozen = visibleTexts();
+        model->handle(ServerEvent::Info{"two"});
+        QCOMPARE(visibleTexts(), frozen);
+        QCOMPARE(model->log().size(), std::size_t{2});
+        model->setLogPaused(false);
+        QCOMPARE(visibleTexts().size(), std::size_t{2});
+    }
+
+    void administratorCommandOutcomes_data() {
+        QTest::addColumn<int>("outcome");
+        QTest::addColumn<bool>("keptForTerminal");
+        QTest::addColumn<QString>("logged");
+        QTest::newRow("success") << 0 << false << "ADAPTER      ran nmcli";
+        QTest::newRow("failure") << 1 << true << "ADAPTER      failed: nmcli said no";
+        QTest::newRow("dismissed prompt") << 2 << false << "ADAPTER      cancelled:";
+    }
+    void administratorCommandOutcomes() {
+        QFETCH(int, outcome);
+        QFETCH(bool, keptForTerminal);
+        QFETCH(QString, logged);
+        makeModel({wiredCard("eth7", 7)}, passing, [outcome](AppModelEnvironment& environment) {
+            environment.host.runAsAdministrator = [outcome](const std::string&,
+                                                            const SetupCommand&) {
+                if (outcome > 0) {
+                    throw HostSetupError(outcome == 1 ? "nmcli said no" : "dismissed",
+                                         outcome == 2);
+                }
+            };
+        });
+        model->requestConfigureAdapter();
+        QTRY_VERIFY_WITH_TIMEOUT(model->pendingCommand(), 5000);
+        QCOMPARE(model->pendingCommand()->title,
+                 std::string("Configure Wired 7 as 192.168.0.1/24?"));
+        model->run(*model->pendingCommand());
+        QVERIFY(!model->pendingCommand());
+        QTRY_VERIFY_WITH_TIMEOUT(!model->isCommandRunning(), 5000);
+        QVERIFY(QString::fromStdString(model->log().back().text).contains(logged));
+        QCOMPARE(model->failedCommand().has_value(), keptForTerminal);
+        QCOMPARE(model->lastError().has_value(), keptForTerminal);
+    }
+
+    void leaseEditsWhileStoppedChangeTheLeaseFile() {
+        const LeaseFile file((folder->path() + "/leases.json").toStdString());
+        const auto active = lease(1, "192.168.0.100", testStart + std::chrono::hours{1});
+        const auto expired = lease(2, "192.168.0.101", testStart);
+        file.save(LeaseTable({active, expired}, {}));
+        makeModel({}, {});
+        QCOMPARE(model->state().leases.size(), std::size_t{2});
+
+        model->requestClearExpired();
+        model->confirmClearExpired();
+        QCOMPARE(file.load(clock->now()).table.leases(), std::vector<Lease>{active});
+        model->requestForget(active.mac);
+        QCOMPARE(model->confirmForget(), std::optional(active.mac));
+        model->confirmForgetLease();
+        QVERIFY(file.load(clock->now()).table.leases().empty());
+        QVERIFY(model->state().leases.empty());
+    }
+
+    void chosenCardIsRememberedByItsMAC() {
+        const Cards cards{wiredCard("eth1", 1), wiredCard("eth2", 2)};
+        makeModel(cards, passing);
+        QCOMPARE(model->selectedCardID(), std::optional<std::string>("eth1"));
+        model->selectCard("eth2");
+        makeModel(cards, passing);
+        QCOMPARE(model->selectedCardID(), std::optional<std::string>("eth2"));
+    }
+
+    void launchScreenStaysForTheMinimum() {
+        QElapsedTimer sinceConstruction;
+        sinceConstruction.start();
+        makeModel({}, {}, [](AppModelEnvironment& environment) {
+            environment.launchMinimum = std::chrono::milliseconds{300};
+        });
+        QVERIFY(sinceConstruction.elapsed() >= 300);
+    }
+};
+
+QTEST_GUILESS_MAIN(AppModelTest)
+#include "app_model_test.moc"

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QTemporaryDir>
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "app/model/app_model_environment.hpp"
+#include "core/host/network_card.hpp"
+#include "core/host/preflight_check.hpp"
+
+namespace corvane::testing {
+
+// 2025-03-01T12:00:00Z.
+inline constexpr TimePoint testStart{std::chrono::seconds{1'740'830'400}};
+
+// The time the model and its server read, moved only by the test. The server reads it on
+// its own thread, hence the atomic.
+class ManualClock {
+public:
+    TimePoint now() const { return TimePoint(TimePoint::duration(ticks_.load())); }
+    void advance(std::chrono::seconds step) {
+        ticks_ += std::chrono::duration_cast<TimePoint::duration>(step).count();
+    }
+    std::function<TimePoint()> function() {
+        return [this] { return now(); };
+    }
+
+private:
+    std::atomic<TimePoint::rep> ticks_{testStart.time_since_epoch().count()};
+};
+
+// A UDP socket on 127.0.0.1 holding a port for as long as it lives.
+class LoopbackPort {
+public:
+    LoopbackPort() : socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length);
+        port_ = ntohs(address.sin_port);
+    }
+    ~LoopbackPort() { ::close(socket_); }
+    LoopbackPort(const LoopbackPort&) = delete;
+    LoopbackPort& operator=(const LoopbackPort&) = delete;
+    std::uint16_t port() const { return port_; }
+
+private:
+    int socket_;
+    std::uint16_t port_ = 0;
+};
+
+// A wired card with link, as the card picker offers it.
+inline NetworkCard wiredCard(const std::string& name, std::uint8_t macByte) {
+    NetworkCard card;
+    card.bsdName = name;
+    card.displayName = name;
+    card.kind = NetworkCard::Kind::ethernet;
+    card.mac = MACAddress(MACAddress::ByteArray{0x02, 0, 0x5e, 0, 0, macByte});
+    card.linkUp = true;
+    card.serviceName = "Wired " + std::to_string(macByte);
+    return card;
+}
+
+inline PreflightCheck check(PreflightCheck::ID id, PreflightCheck::Status status) {
+    return PreflightCheck{id, status, "", std::nullopt};
+}
+
+// An environment that touches nothing of the user's: files in `folder`, the test's clock,
+// the given cards and checks instead of the host's, the server on loopback ports.
+inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, ManualClock& clock,
+                                           std::vector<NetworkCard> cards,
+                                           std::vector<PreflightCheck> checks,
+                                           std::uint16_t serverPort = 0,
+                                           std::uint16_t clientPort = 0) {
+    const std::filesystem::path root = folder.path().toStdString();
+    AppModelEnvironment environment;
+    environment.clock = clock.function();
+    environment.settingsPath = root / "settings.json";
+    environment.leaseFilePath = root / "leases.json";
+    environment.logDirectory = root / "logs";
+    environment.host.listCards = [cards] { return cards; };
+    environment.host.runChecks = [checks](const NetworkCard&, const ServerConfig&, bool) {
+        return checks;
+    };
+    environment.host.port67Holder = [](const std::string&) { return std::string("dnsmasq"); };
+    environment.host.setupTool = [] { return HostSetup::Tool::networkManager; };
+    environment.host.runAsAdministrator = [](const std::string&, const SetupCommand&) {};
+    environment.transportFor = [serverPort, clientPort](const NetworkCard&) {
+        return TransportMode::loopback(serverPort, clientPort);
+    };
+    environment.presenceEnabled = false;
+    environment.watchInterfaces = false;
+    environment.launchMinimum = std::chrono::milliseconds::zero();
+    return environment;
+}
+
+} // namespace corvane::testing

@@ -1,0 +1,301 @@
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/model/appcast.hpp"
+#include "app/model/update_controller.hpp"
+#include "app/model/update_error_text.hpp"
+#include "app/model/update_policy.hpp"
+#include "app/model/update_texts.hpp"
+
+namespace corvane {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+QByteArray appcast(const QByteArray& version) {
+    return R"(<?xml version="1.0"?>
+<rss version="2.0" xmlns:sparkle="http://www.andymatuschak.org/xml-namespaces/sparkle">
+<channel><title>Corvane</title>
+<item><title>Corvane )" +
+           version + R"(</title><link>https://example.invalid/corvane/)" + version +
+           R"(</link>
+<enclosure url="https://example.invalid/corvane.tar.gz" sparkle:version=")" +
+           version +
+           R"(" length="1" type="application/octet-stream"/></item>
+<item><title>Old</title><sparkle:version>0.5</sparkle:version><link>https://example.invalid/old</link></item>
+</channel></rss>)";
+}
+
+// An HTTP server on 127.0.0.1 that answers every request with the same feed, and counts.
+class FeedServer {
+public:
+    FeedServer() {
+        server_.listen(QHostAddress::LocalHost, 0);
+        QObject::connect(&server_, &QTcpServer::newConnection, [this] {
+            while (QTcpSocket* socket = server_.nextPendingConnection()) {
+                QObject::connect(socket, &QTcpSocket::readyRead, socket,
+                                 [this, socket] { answer(socket); });
+                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            }
+        });
+    }
+    std::string url() const {
+        return "http://127.0.0.1:" + std::to_string(server_.serverPort()) + "/appcast.xml";
+    }
+
+    int requests = 0;
+    QByteArray status = "200 OK";
+    QByteArray body = appcast("2.0.0");
+
+private:
+    void answer(QTcpSocket* socket) {
+        if (!socket->peek(socket->bytesAvailable()).contains("\r\n\r\n")) {
+            return;
+        }
+        socket->readAll();
+        ++requests;
+        socket->write("HTTP/1.1 " + status + "\r\nContent-Type: application/rss+xml\r\n" +
+                      "Content-Length: " + QByteArray::number(body.size()) +
+                      "\r\nConnection: close\r\n\r\n" + body);
+        socket->disconnectFromHost();
+    }
+
+    QTcpServer server_;
+};
+
+} // namespace
+} // namespace corvane
+
+using namespace corvane;
+
+class UpdateControllerTest : public QObject {
+    Q_OBJECT
+
+    FeedServer* feed = nullptr;
+    bool serverRunning = false;
+    Lines lines;
+    std::optional<std::string> feedOverride;
+
+    std::unique_ptr<UpdateController> makeController(bool automaticChecks = true,
+                                                     bool buildFeed = true) {
+        UpdateConfiguration configuration;
+        if (buildFeed) {
+            configuration.feedURL = feed->url();
+            configuration.publicKey = "test key";
+        }
+        configuration.currentVersion = "1.0.0";
+        configuration.automaticChecks = automaticChecks;
+        configuration.firstCheckDelay = std::chrono::hours{1};
+        configuration.transferTimeLimit = std::chrono::seconds{10};
+        auto controller = std::make_unique<UpdateController>(
+            configuration, [this] { return serverRunning; },
+            [this](const std::string& text) { lines.push_back(text); },
+            [this] { return feedOverride; }, "/home/tester/.config/corvane/settings.json");
+        controller->start();
+        return controller;
+    }
+
+    static void waitForCheck(UpdateController& controller) {
+        QSignalSpy finished(&controller, &UpdateController::checkFinished);
+        QVERIFY(finished.wait(10000));
+    }
+
+private Q_SLOTS:
+    void init() {
+        feed = new FeedServer;
+        serverRunning = false;
+        lines.clear();
+        feedOverride.reset();
+    }
+    void cleanup() { delete feed; }
+
+    void policyRefusesOnlyBackgroundChecksWhileServing_data() {
+        QTest::addColumn<UpdateCheckKind>("kind");
+        QTest::addColumn<bool>("serverRunning");
+        QTest::addColumn<bool>("allowed");
+        QTest::newRow("user while serving") << UpdateCheckKind::userInitiated << true << true;
+        QTest::newRow("user while stopped") << UpdateCheckKind::userInitiated << false << true;
+        QTest::newRow("background while serving") << UpdateCheckKind::background << true << false;
+        QTest::newRow("background while stopped") << UpdateCheckKind::background << false << true;
+    }
+    void policyRefusesOnlyBackgroundChecksWhileServing() {
+        QFETCH(UpdateCheckKind, kind);
+        QFETCH(bool, serverRunning);
+        QFETCH(bool, allowed);
+        QCOMPARE(UpdatePolicy::mayCheck(kind, serverRunning), allowed);
+    }
+
+    void errorTextAddsTheDeepestSpecificCause_data() {
+        QTest::addColumn<std::vector<std::string>>("chain");
+        QTest::addColumn<std::string>("expected");
+        QTest::newRow("no cause") << std::vector<std::string>{"Top."} << std::string("Top.");
+        QTest::newRow("only a generic cause")
+            << std::vector<std::string>{"Top.", "The operation couldn't be completed."}
+            << std::string("Top.");
+        QTest::newRow("deepest specific cause wins")
+            << std::vector<std::string>{"Top.", "Middle.", "Deep.",
+                                        "The operation couldn't be completed."}
+            << std::string("Top. (Deep.)");
+        QTest::newRow("cause equal to the top")
+            << std::vector<std::string>{"Same.", "Same."} << std::string("Same.");
+    }
+    void errorTextAddsTheDeepestSpecificCause() {
+        QFETCH(std::vector<std::string>, chain);
+        QFETCH(std::string, expected);
+        UpdateError error{"domain", 1, chain.front(), nullptr};
+        for (std::size_t index = 1; index < chain.size(); ++index) {
+            error = error.causedBy(UpdateError{"domain", 2, chain[index], nullptr});
+        }
+        QCOMPARE(UpdateErrorText::describe(error), expected);
+    }
+
+    void versionsCompareByParts_data() {
+        QTest::addColumn<QString>("left");
+        QTest::addColumn<QString>("right");
+        QTest::addColumn<int>("order");
+        QTest::newRow("numbers, not text") << "1.10"
+                                           << "1.9" << 1;
+        QTest::newRow("missing part is zero") << "1.2"
+                                              << "1.2.0" << 0;
+        QTest::newRow("release after pre-release") << "1.0"
+                                                   << "1.0-beta" << 1;
+        QTest::newRow("older") << "0.9.9"
+                               << "1.0.0" << -1;
+        QTest::newRow("leading zeros") << "1.02"
+                                       << "1.2" << 0;
+    }
+    void versionsCompareByParts() {
+        QFETCH(QString, left);
+        QFETCH(QString, right);
+        QFETCH(int, order);
+        QCOMPARE(compareVersions(left.toStdString(), right.toStdString()), order);
+        QCOMPARE(compareVersions(right.toStdString(), left.toStdString()), -order);
+    }
+
+    void appcastGivesTheNewestItemAfterTheRunningVersion() {
+        const auto parsed = Appcast::parse(appcast("2.0.0"));
+        QVERIFY(std::holds_alternative<Appcast>(parsed));
+        const auto& items = std::get<Appcast>(parsed).items;
+        QCOMPARE(items.size(), std::size_t{2});
+        QCOMPARE(items[1].version, std::string("0.5"));
+        const auto newest = std::get<Appcast>(parsed).newestAfter("1.0.0");
+        QVERIFY(newest);
+        QCOMPARE(newest->page, std::string("https://example.invalid/corvane/2.0.0"));
+        QVERIFY(!std::get<Appcast>(parsed).newestAfter("2.0"));
+    }
+
+    void backgroundCheckWaitsForTheServerToStop_data() {
+        QTest::addColumn<bool>("automaticChecks");
+        QTest::addColumn<int>("checksAfterStop");
+        QTest::newRow("automatic checks on") << true << 1;
+        QTest::newRow("automatic checks off") << false << 0;
+    }
+    void backgroundCheckWaitsForTheServerToStop() {
+        QFETCH(bool, automaticChecks);
+        QFETCH(int, checksAfterStop);
+        auto controller = makeController(automaticChecks);
+        serverRunning = true;
+        controller->checkInBackground();
+        controller->checkInBackground();
+        QCOMPARE(lines, Lines{std::string(update_texts::checkDeferred)});
+        QVERIFY(controller->checkOwed());
+        QCOMPARE(feed->requests, 0);
+
+        serverRunning = false;
+        controller->serverStopped();
+        QVERIFY(!controller->checkOwed());
+        if (checksAfterStop > 0) {
+            waitForCheck(*controller);
+        }
+        controller->serverStopped();
+        QVERIFY(controller->canCheckForUpdates());
+        QCOMPARE(feed->requests, checksAfterStop);
+    }
+
+    void userCheckRunsWhileServing() {
+        auto controller = makeController();
+        QSignalSpy available(controller.get(), &UpdateController::updateAvailable);
+        serverRunning = true;
+        controller->checkForUpdates();
+        waitForCheck(*controller);
+        QCOMPARE(feed->requests, 1);
+        QCOMPARE(available.count(), 1);
+        QCOMPARE(lines, Lines{update_texts::updateAvailable(
+                            "2.0.0", "https://example.invalid/corvane/2.0.0")});
+    }
+
+    void failedChecksAreLoggedAndQuietOutcomesAreNot_data() {
+        QTest::addColumn<QByteArray>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("cancel");
+        QTest::addColumn<QString>("logged");
+        QTest::newRow("missing feed") << QByteArray("404 Not Found") << QByteArray("gone") << false
+                                      << "check failed: The update feed could not be downloaded. (";
+        QTest::newRow("not a feed") << QByteArray("200 OK") << QByteArray("<html><body>") << false
+                                    << "check failed: The update feed could not be read. (";
+        QTest::newRow("nothing new") << QByteArray("200 OK") << appcast("1.0") << false << "";
+        QTest::newRow("cancelled") << QByteArray("200 OK") << appcast("2.0") << true << "";
+    }
+    void failedChecksAreLoggedAndQuietOutcomesAreNot() {
+        QFETCH(QByteArray, status);
+        QFETCH(QByteArray, body);
+        QFETCH(bool, cancel);
+        QFETCH(QString, logged);
+        feed->status = status;
+        feed->body = body;
+        auto controller = makeController();
+        controller->checkForUpdates();
+        if (cancel) {
+            controller->cancelCheck();
+        } else {
+            waitForCheck(*controller);
+        }
+        if (logged.isEmpty()) {
+            QCOMPARE(lines, Lines{});
+        } else {
+            QCOMPARE(lines.size(), std::size_t{1});
+            QVERIFY2(QString::fromStdString(lines[0]).startsWith(logged), lines[0].c_str());
+        }
+    }
+
+    void updaterOutcomeCodesAreNeverLogged_data() {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<bool>("logged");
+        QTest::newRow("nothing new") << update_texts::noUpdateCode << false;
+        QTest::newRow("cancelled") << update_texts::cancelledCode << false;
+        QTest::newRow("other") << update_texts::downloadFailedCode << true;
+    }
+    void updaterOutcomeCodesAreNeverLogged() {
+        QFETCH(int, code);
+        QFETCH(bool, logged);
+        auto controller = makeController();
+        controller->checkAborted(
+            {std::string(update_texts::updaterDomain), code, "Oops.", nullptr});
+        QCOMPARE(lines.size(), logged ? std::size_t{1} : std::size_t{0});
+    }
+
+    void testFeedReplacesTheBuiltInFeedAndIsAnnouncedOnce() {
+        QVERIFY(!makeController(true, false)->canCheckForUpdates());
+        feedOverride = feed->url();
+        auto controller = makeController(true, false);
+        controller->checkForUpdates();
+        waitForCheck(*controller);
+        controller->checkForUpdates();
+        waitForCheck(*controller);
+        QCOMPARE(feed->requests, 2);
+        QCOMPARE(std::count(lines.begin(), lines.end(),
+                            update_texts::usingTestFeed(
+                                feed->url(), "/home/tester/.config/corvane/settings.json",
+                                "updateFeedOverride")),
+                 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(UpdateControllerTest)
+#include "update_controller_test.moc"
