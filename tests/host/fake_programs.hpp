@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 #include <random>
 #include <string>
 
@@ -9,6 +10,15 @@
 #include <unistd.h>
 
 #include "core/host/process_runner.hpp"
+
+namespace corvane {
+
+// Readable failure messages for runner outputs.
+inline void PrintTo(const ProcessRunner::Output& output, std::ostream* stream) {
+    *stream << "status " << output.status << ", text:\n" << output.text;
+}
+
+} // namespace corvane
 
 namespace corvane::testing {
 
