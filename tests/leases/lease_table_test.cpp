@@ -210,7 +210,8 @@ TEST(LeaseTableSorting, ForDisplayRanksPresenceBeforeAddress) {
         {"offline .2", PresenceState::offline},
         {"unknown .3", PresenceState::unknown},
         {"online .50 again", PresenceState::online},
-        {"online .7", PresenceState::online}};
+        {"online .7", PresenceState::online},
+        {"online .50, lower mac", PresenceState::online}};
     const LeaseTable table(
         {
             named(boundUntil(macNumbered(1), "10.0.0.5", 60), "conflict .5"),
@@ -220,21 +221,15 @@ TEST(LeaseTableSorting, ForDisplayRanksPresenceBeforeAddress) {
             named(boundUntil(macNumbered(5), "10.0.0.3", 60), "unknown .3"),
             named(boundUntil(macNumbered(2), "10.0.0.50", 60), "online .50 again"),
             named(boundUntil(macNumbered(9), "10.0.0.7", 60), "online .7"),
+            named(boundUntil(macNumbered(1), "10.0.0.50", 60), "online .50, lower mac"),
         },
         {});
     const auto sorted = table.sortedForDisplay(
         [&](const Lease& lease) { return presenceByName.at(lease.hostname.value()); });
     EXPECT_EQ(hostnamesOf(sorted),
-              (std::vector<std::string>{"online .7", "online .50", "online .50 again",
-                                        "conflict .5", "unknown .3", "offline .2", "none .1"}));
-}
-
-TEST(LeaseTableSorting, ForDisplayBreaksAddressTiesByMACText) {
-    const LeaseTable table({named(boundUntil(macNumbered(0xb0), "10.0.0.5", 60), "b0"),
-                            named(boundUntil(macNumbered(0x0c), "10.0.0.5", 60), "0c")},
-                           {});
-    const auto sorted = table.sortedForDisplay([](const Lease&) { return std::nullopt; });
-    EXPECT_EQ(hostnamesOf(sorted), (std::vector<std::string>{"0c", "b0"}));
+              (std::vector<std::string>{"online .7", "online .50, lower mac", "online .50",
+                                        "online .50 again", "conflict .5", "unknown .3",
+                                        "offline .2", "none .1"}));
 }
 
 } // namespace
