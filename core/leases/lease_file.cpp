@@ -129,6 +129,7 @@ std::string stamp(TimePoint now) {
     ::tzset();
     std::tm local{};
     ::localtime_r(&seconds, &local);
+    // Wide enough for any values the fields could hold, so nothing can be cut off.
     char text[64];
     std::snprintf(text, sizeof text, "%04d%02d%02d-%02d%02d%02d", local.tm_year + 1900,
                   local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
@@ -246,7 +247,7 @@ LeaseFile::LoadResult LeaseFile::load(TimePoint now) const {
         return {};
     }
     const auto content = readWholeFile(path_);
-    if (auto table = decodeContents(content)) {
+    if (const auto table = decodeContents(content)) {
         return {LeaseTable(oneRecordPerMAC(table->leases()), table->quarantine()), std::nullopt};
     }
     auto destination = path_;
