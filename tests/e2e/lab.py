@@ -83,6 +83,7 @@ class Lab:
         self.folder = tempfile.mkdtemp(prefix="corvane-e2e-")
         self.namespaces = []
         self.processes = []
+        self.servers = []
         self.count = 0
 
     def __enter__(self):
@@ -166,6 +167,14 @@ class Lab:
         for name in list(self.namespaces):
             self.remove_namespace(name)
         shutil.rmtree(self.folder, ignore_errors=True)
+        # A sanitizer build aborts on its first finding; its report is on the server's stderr.
+        for server in self.servers:
+            for reader in server.readers:
+                reader.join(5)
+            reports = [line for line in server.errors
+                       if "Sanitizer" in line or "runtime error" in line]
+            if reports:
+                raise AssertionError("corvane serve reported:\n" + "\n".join(server.errors))
 
     def environment(self):
         """Keeps every corvane run away from the user's own settings, leases and logs."""
@@ -229,6 +238,7 @@ class Server:
         command = [corvane(), "serve", "--interface", card, "--virtual",
                    "--lease-file", self.lease_file, "--log-dir", self.log_dir,
                    *with_base_config(arguments)]
+        lab.servers.append(self)
         self.lines = []
         self.errors = []
         self.changed = threading.Condition()

@@ -4,7 +4,6 @@ import json
 import os
 import re
 import signal
-import subprocess
 import unittest
 
 import lab
@@ -130,6 +129,33 @@ class LeasesFollowTheClient(ServedClientTest):
         self.server.wait_for(rf"RX REQUEST .* ciaddr={re.escape(ip)} ", after=mark)
         self.server.wait_for(rf"TX ACK +{re.escape(ip)} -> {re.escape(ip)}:68 via ", after=mark)
         client.wait_dump("renew")
+
+
+class OutputForms(unittest.TestCase):
+    def test_json_lines_on_stdout_and_text_lines_in_the_daily_log_file(self):
+        bench = Lab()
+        self.addCleanup(bench.close)
+        server_ns, client_ns = bench.served_pair()
+        server = Server(bench, server_ns, ("--json", "--no-presence"))
+        ip = lab.udhcpc(bench, client_ns).dump("bound")["ip"]
+        server.wait_for(r'"event":"sent".*"type":"ACK"')
+        self.assertEqual(server.stop(), 0)
+
+        events = [json.loads(line) for line in server.lines]
+        self.assertEqual(events[0]["event"], "started")
+        self.assertEqual(events[-1]["event"], "stopped")
+        ack = next(event for event in events if event.get("type") == "ACK")
+        self.assertEqual((ack["ip"], ack["destination"]), (ip, "255.255.255.255:68"))
+        for event in events:
+            self.assertRegex(event["time"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+
+        [log_name] = os.listdir(server.log_dir)
+        self.assertRegex(log_name, r"^\d{4}-\d\d-\d\d\.log$")
+        with open(os.path.join(server.log_dir, log_name)) as log:
+            written = log.read().splitlines()
+        self.assertEqual(len(written), len(events))
+        self.assertRegex(written[0], r"^\d\d:\d\d:\d\d\.\d{3}  START +cv-srv0 server ")
+        self.assertRegex(written[-1], r"  STOP +server stopped$")
 
 
 if __name__ == "__main__":
