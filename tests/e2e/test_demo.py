@@ -70,11 +70,18 @@ class DemoRunsAndCleansUp(unittest.TestCase):
                 self.assertEqual(namespaces, [])
                 self.assertEqual(folders, set())
 
-    def test_a_bad_seconds_value_is_a_usage_error(self):
-        result = subprocess.run([lab.corvane(), "demo", "--seconds", "0"], capture_output=True,
-                                text=True, timeout=10)
-        self.assertEqual(result.returncode, 2)
-        self.assertIn("--seconds: give a whole number of seconds", result.stderr)
+    def test_the_demo_refuses_bad_seconds_and_a_user_without_root(self):
+        as_nobody = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
+        for name, prefix, arguments, status, text in (
+                ("zero seconds", [], ["--seconds", "0"], 2,
+                 "--seconds: give a whole number of seconds"),
+                ("not root", as_nobody, ["--seconds", "5"], 1, "Run it with sudo: sudo corvane demo")):
+            with self.subTest(case=name):
+                result = subprocess.run([*prefix, lab.corvane(), "demo", *arguments],
+                                        capture_output=True, text=True, timeout=10)
+                self.assertEqual(result.returncode, status, result.stdout + result.stderr)
+                self.assertIn(text, result.stderr)
+                self.assertNotIn("START", result.stdout)
 
 
 if __name__ == "__main__":
