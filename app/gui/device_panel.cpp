@@ -1,0 +1,82 @@
+#include "app/gui/device_panel.hpp"
+
+#include <QFormLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "app/gui/gui_style.hpp"
+#include "app/gui/gui_texts.hpp"
+
+namespace corvane {
+namespace {
+
+QLabel* valueLabel(QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return label;
+}
+
+} // namespace
+
+DevicePanel::DevicePanel(QWidget* parent)
+    : QFrame(parent), headline_(new QLabel(this)), address_(valueLabel(this)),
+      mac_(valueLabel(this)), hostname_(valueLabel(this)), vendorClass_(valueLabel(this)),
+      leaseLeft_(valueLabel(this)), presence_(valueLabel(this)),
+      openInBrowser_(new QPushButton(gui_texts::openInBrowser, this)) {
+    setFrameShape(QFrame::StyledPanel);
+    headline_->setFont(gui_style::emphasised(font(), 5));
+    address_->setFont(gui_style::emphasised(gui_style::monospaceFont(), 6));
+    mac_->setFont(gui_style::monospaceFont());
+
+    auto* facts = new QFormLayout;
+    facts->setLabelAlignment(Qt::AlignRight);
+    facts->addRow(gui_texts::addressLabel, address_);
+    facts->addRow(gui_texts::macLabel, mac_);
+    facts->addRow(gui_texts::hostnameLabel, hostname_);
+    facts->addRow(gui_texts::vendorClassLabel, vendorClass_);
+    facts->addRow(gui_texts::leaseLeftLabel, leaseLeft_);
+    facts->addRow(gui_texts::presenceLabel, presence_);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 14, 16, 14);
+    layout->addWidget(headline_);
+    layout->addLayout(facts);
+    layout->addWidget(openInBrowser_, 0, Qt::AlignLeft);
+
+    connect(openInBrowser_, &QPushButton::clicked, this,
+            [this] { Q_EMIT openInBrowserRequested(address_->text()); });
+}
+
+void DevicePanel::setDevice(const Lease& lease, std::optional<PresenceState> presence,
+                            TimePoint now) {
+    headline_->setText(gui_texts::deviceFound);
+    address_->setText(gui_texts::toQString(lease.ip.description()));
+    mac_->setText(gui_texts::toQString(lease.mac.description()));
+    hostname_->setText(lease.hostname ? QString::fromStdString(*lease.hostname)
+                                      : gui_texts::notGiven);
+    vendorClass_->setText(lease.vendorClass ? QString::fromStdString(*lease.vendorClass)
+                                            : gui_texts::notGiven);
+    leaseLeft_->setText(gui_texts::leaseLeft(lease, now));
+
+    const PresenceState state = presence.value_or(PresenceState::unknown);
+    presence_->setText(gui_texts::presenceWord(state));
+    QPalette colour = presence_->palette();
+    colour.setColor(QPalette::WindowText, gui_style::presenceColor(state));
+    presence_->setPalette(colour);
+}
+
+QString DevicePanel::addressText() const {
+    return address_->text();
+}
+QString DevicePanel::macText() const {
+    return mac_->text();
+}
+QString DevicePanel::leaseLeftText() const {
+    return leaseLeft_->text();
+}
+QString DevicePanel::presenceText() const {
+    return presence_->text();
+}
+
+} // namespace corvane

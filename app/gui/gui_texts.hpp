@@ -1,0 +1,140 @@
+#pragma once
+
+#include <QString>
+#include <cstdint>
+#include <string_view>
+
+#include "core/address/ipv4_address.hpp"
+#include "core/host/network_card.hpp"
+#include "core/host/setup_command.hpp"
+#include "core/leases/lease.hpp"
+#include "core/presence/presence_state.hpp"
+
+// Every text only the screens show, in one place, so that the screenshots, the smoke test and
+// the program read the same words. Texts the model or the core owns (check messages, notices,
+// the settings form's messages, confirmations, the waiting hint) are shown from their homes.
+namespace corvane::gui_texts {
+
+QString toQString(std::string_view text);
+
+inline const QString applicationName = QStringLiteral("Corvane");
+inline const QString tagline = QStringLiteral("A DHCP server for the device on your desk");
+inline const QString launching = QStringLiteral("Looking for network cards\u2026");
+
+// The dashboard.
+inline const QString cardHeading = QStringLiteral("Network card");
+inline const QString checksHeading = QStringLiteral("Before you start");
+inline const QString leasesHeading = QStringLiteral("Leases");
+inline const QString logHeading = QStringLiteral("Live log");
+inline const QString start = QStringLiteral("Start");
+inline const QString stop = QStringLiteral("Stop");
+inline const QString settingsButton = QStringLiteral("Settings\u2026");
+inline const QString checking = QStringLiteral("Checking\u2026");
+QString serving(const QString& card);
+inline const QString stopped = QStringLiteral("Stopped");
+QString configSummary(IPv4Address serverIP, std::int64_t prefixLength, IPv4Address rangeStart,
+                      IPv4Address rangeEnd, const QString& lease);
+
+// Menus.
+inline const QString fileMenu = QStringLiteral("&File");
+inline const QString cardMenu = QStringLiteral("&Card");
+inline const QString helpMenu = QStringLiteral("&Help");
+inline const QString settingsAction = QStringLiteral("&Settings\u2026");
+inline const QString quitAction = QStringLiteral("&Quit");
+inline const QString configureCardAction = QStringLiteral("&Give Card the Server Address\u2026");
+inline const QString restoreDHCPAction = QStringLiteral("Set Card Back to &DHCP\u2026");
+inline const QString checkForUpdates = QStringLiteral("Check for &Updates\u2026");
+inline const QString updatesNotSetUp =
+    QStringLiteral("This build has no update feed. Install updates with your package manager.");
+inline const QString aboutAction = QStringLiteral("&About Corvane");
+QString aboutText(const QString& version);
+QString updateAvailable(const QString& version);
+inline const QString openDownloadPage = QStringLiteral("Open Download Page");
+
+// Banners and the last error.
+inline const QString dismiss = QStringLiteral("Dismiss");
+inline const QString criticalSymbol = QStringLiteral("\u2717");
+inline const QString noticeSymbol = QStringLiteral("\u26a0");
+
+// The card picker.
+inline const QString showDisconnectedCards = QStringLiteral("Show cards without a link");
+inline const QString showVirtualCards = QStringLiteral("Show virtual cards");
+inline const QString showVirtualCardsHelp =
+    QStringLiteral("Also offer veth, tap and macvlan cards, for virtual machines and containers.");
+inline const QString noCardsOffered = QStringLiteral("No wired card found");
+inline const QString noCardsOfferedHelp =
+    QStringLiteral("Plug in a wired network card, or show cards without a link or virtual cards.");
+inline const QString pickACard = QStringLiteral("Pick the card the device is plugged into.");
+QString cardTitle(const NetworkCard& card);
+QString cardDetail(const NetworkCard& card);
+
+// The checklist.
+inline const QString noChecksYet = QStringLiteral("Pick a card to check it.");
+QString configureAdapterButton(const QString& service);
+
+// The device and waiting panels.
+inline const QString deviceFound = QStringLiteral("Device found");
+inline const QString addressLabel = QStringLiteral("Address");
+inline const QString macLabel = QStringLiteral("MAC");
+inline const QString hostnameLabel = QStringLiteral("Host name");
+inline const QString vendorClassLabel = QStringLiteral("Vendor class");
+inline const QString stateLabel = QStringLiteral("State");
+inline const QString leaseLeftLabel = QStringLiteral("Lease left");
+inline const QString presenceLabel = QStringLiteral("Presence");
+inline const QString notGiven = QStringLiteral("\u2014");
+inline const QString leaseExpired = QStringLiteral("expired");
+inline const QString openInBrowser = QStringLiteral("Open in Browser");
+QString leaseLeft(const Lease& lease, TimePoint now);
+QString presenceWord(PresenceState state);
+
+inline const QString waitingForDevice = QStringLiteral("Waiting for a device");
+inline const QString notServing = QStringLiteral("Not serving yet");
+inline const QString waitingInstructions =
+    QStringLiteral("Plug the device in, or restart it, so that it asks for an address.");
+QString stoppedInstructions(const QString& card);
+inline const QString rangeExhausted =
+    QStringLiteral("Every address in the range is taken. Forget a lease or widen the range.");
+inline const QString copied = QStringLiteral("Copied");
+
+// The lease table and its confirmations.
+inline const QString noLeases = QStringLiteral("No leases yet.");
+inline const QString forgetLeaseButton = QStringLiteral("Forget\u2026");
+inline const QString clearExpiredButton = QStringLiteral("Clear Expired\u2026");
+inline const QString forgetLeaseConfirm = QStringLiteral("Forget");
+inline const QString clearExpiredConfirm = QStringLiteral("Clear");
+
+// The live log.
+inline const QString pauseLog = QStringLiteral("Pause");
+inline const QString resumeLog = QStringLiteral("Resume");
+inline const QString clearLog = QStringLiteral("Clear");
+
+// The settings sheet.
+inline const QString settingsTitle = QStringLiteral("Server Settings");
+inline const QString serverArea = QStringLiteral("Server");
+inline const QString rangeArea = QStringLiteral("Range");
+inline const QString leaseArea = QStringLiteral("Lease time");
+inline const QString gatewayArea = QStringLiteral("Gateway");
+inline const QString dnsArea = QStringLiteral("DNS");
+inline const QString rangeTo = QStringLiteral("to");
+inline const QString serverIPPlaceholder = QStringLiteral("192.168.0.1");
+inline const QString prefixPlaceholder = QStringLiteral("24");
+inline const QString rangeStartPlaceholder = QStringLiteral("192.168.0.100");
+inline const QString rangeEndPlaceholder = QStringLiteral("192.168.0.200");
+inline const QString customLeasePlaceholder = QStringLiteral("90m, 24h or 7d");
+inline const QString optionalPlaceholder = QStringLiteral("empty for off");
+QString addressCount(std::int64_t count);
+
+// Administrator commands.
+inline const QString commandDialogTitle = QStringLiteral("Administrator Command");
+inline const QString commandRunning = QStringLiteral("Running\u2026");
+inline const QString commandFailedLead = QStringLiteral("The command did not succeed.");
+inline const QString cancel = QStringLiteral("Cancel");
+inline const QString close = QStringLiteral("Close");
+// The confirmation's text: the intro and the command as it will run.
+QString willRun(const SetupCommand& command);
+// The failure, then the line to paste into a terminal instead.
+QString runInTerminalInstead(const QString& reason, const SetupCommand& command);
+// "{address} is ready to hand out".
+QString readyToHandOut(IPv4Address next);
+
+} // namespace corvane::gui_texts

@@ -1,0 +1,92 @@
+#include "app/gui/lease_table_view.hpp"
+
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QLabel>
+#include <QPushButton>
+#include <QTableView>
+#include <QVBoxLayout>
+
+#include "app/gui/gui_style.hpp"
+#include "app/gui/gui_texts.hpp"
+
+namespace corvane {
+
+LeaseTableView::LeaseTableView(QWidget* parent)
+    : QWidget(parent), table_(new QTableView(this)), empty_(new QLabel(gui_texts::noLeases, this)),
+      forget_(new QPushButton(gui_texts::forgetLeaseButton, this)),
+      clearExpired_(new QPushButton(gui_texts::clearExpiredButton, this)) {
+    table_->setModel(&model_);
+    table_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table_->setSelectionMode(QAbstractItemView::SingleSelection);
+    table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table_->setAlternatingRowColors(true);
+    table_->setShowGrid(false);
+    table_->verticalHeader()->hide();
+    table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    // Host names are the longest and most telling column; it takes the spare width.
+    table_->horizontalHeader()->setSectionResizeMode(LeaseTableModel::hostname,
+                                                     QHeaderView::Stretch);
+
+    QPalette muted = empty_->palette();
+    muted.setColor(QPalette::WindowText, gui_style::mutedText());
+    empty_->setPalette(muted);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(empty_, 1);
+    buttons->addStretch();
+    buttons->addWidget(forget_);
+    buttons->addWidget(clearExpired_);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(table_, 1);
+    layout->addLayout(buttons);
+
+    connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &LeaseTableView::updateButtons);
+    connect(&model_, &QAbstractItemModel::modelReset, this, &LeaseTableView::updateButtons);
+    connect(forget_, &QPushButton::clicked, this, [this] {
+        const QString mac = selectedMAC();
+        if (!mac.isEmpty()) {
+            Q_EMIT forgetRequested(mac);
+        }
+    });
+    connect(clearExpired_, &QPushButton::clicked, this, &LeaseTableView::clearExpiredRequested);
+    updateButtons();
+}
+
+void LeaseTableView::setRows(std::vector<LeaseTableModel::Row> rows, TimePoint now) {
+    const QString selected = selectedMAC();
+    model_.setRows(std::move(rows), now);
+    if (!selected.isEmpty() && selectedMAC() != selected) {
+        selectMAC(selected);
+    }
+    updateButtons();
+}
+
+QString LeaseTableView::selectedMAC() const {
+    const auto selected = table_->selectionModel()->selectedRows();
+    return selected.isEmpty() ? QString()
+                              : selected.first().data(LeaseTableModel::macRole).toString();
+}
+
+void LeaseTableView::selectMAC(const QString& mac) {
+    for (int row = 0; row < model_.rowCount(); ++row) {
+        if (model_.index(row, 0).data(LeaseTableModel::macRole).toString() == mac) {
+            table_->selectRow(row);
+            return;
+        }
+    }
+    table_->clearSelection();
+}
+
+void LeaseTableView::updateButtons() {
+    const auto& rows = model_.rows();
+    empty_->setVisible(rows.empty());
+    forget_->setEnabled(!selectedMAC().isEmpty());
+    clearExpired_->setEnabled(!rows.empty());
+}
+
+} // namespace corvane

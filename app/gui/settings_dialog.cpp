@@ -1,0 +1,180 @@
+#include "app/gui/settings_dialog.hpp"
+
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+
+#include "app/gui/gui_style.hpp"
+#include "app/gui/gui_texts.hpp"
+#include "core/config/lease_preset.hpp"
+
+namespace corvane {
+
+SettingsDialog::SettingsDialog(QWidget* parent)
+    : QDialog(parent), serverIP_(addressEdit(gui_texts::serverIPPlaceholder)),
+      prefix_(new QLineEdit(this)), rangeStart_(addressEdit(gui_texts::rangeStartPlaceholder)),
+      rangeEnd_(addressEdit(gui_texts::rangeEndPlaceholder)), rangeCount_(new QLabel(this)),
+      leasePreset_(new QComboBox(this)), customLease_(new QLineEdit(this)),
+      router_(addressEdit(gui_texts::optionalPlaceholder)), dns_(new QLineEdit(this)),
+      buttons_(new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this)) {
+    setWindowTitle(gui_texts::settingsTitle);
+    prefix_->setPlaceholderText(gui_texts::prefixPlaceholder);
+    prefix_->setMaximumWidth(60);
+    customLease_->setPlaceholderText(gui_texts::customLeasePlaceholder);
+    dns_->setPlaceholderText(gui_texts::optionalPlaceholder);
+    for (const auto preset : allLeasePresets) {
+        leasePreset_->addItem(gui_texts::toQString(leasePresetLabel(preset)), int(preset));
+    }
+    QPalette muted = rangeCount_->palette();
+    muted.setColor(QPalette::WindowText, gui_style::mutedText());
+    rangeCount_->setPalette(muted);
+
+    for (const auto field :
+         {SettingsForm::Field::server, SettingsForm::Field::range, SettingsForm::Field::lease,
+          SettingsForm::Field::gateway, SettingsForm::Field::dns}) {
+        auto* label = new QLabel(this);
+        label->setWordWrap(true);
+        QPalette error = label->palette();
+        error.setColor(QPalette::WindowText, gui_style::statusColor(PreflightCheck::Status::fail));
+        label->setPalette(error);
+        label->hide();
+        messages_[field] = label;
+    }
+
+    auto* server = new QHBoxLayout;
+    server->addWidget(serverIP_, 1);
+    server->addSpacing(4);
+    server->addWidget(new QLabel(QStringLiteral("/"), this));
+    server->addSpacing(4);
+    server->addWidget(prefix_);
+    auto* range = new QHBoxLayout;
+    range->addWidget(rangeStart_, 1);
+    range->addWidget(new QLabel(gui_texts::rangeTo, this));
+    range->addWidget(rangeEnd_, 1);
+    range->addWidget(rangeCount_);
+    auto* lease = new QHBoxLayout;
+    lease->addWidget(leasePreset_);
+    lease->addWidget(customLease_, 1);
+
+    auto* grid = new QGridLayout;
+    grid->setVerticalSpacing(4);
+    grid->setHorizontalSpacing(12);
+    int row = 0;
+    const auto addArea = [&](const QString& title, QLayout* fields, SettingsForm::Field field) {
+        grid->addWidget(new QLabel(title, this), row, 0, Qt::AlignRight | Qt::AlignVCenter);
+        grid->addLayout(fields, row++, 1);
+        grid->addWidget(messages_[field], row++, 1);
+    };
+    addArea(gui_texts::serverArea, server, SettingsForm::Field::server);
+    addArea(gui_texts::rangeArea, range, SettingsForm::Field::range);
+    addArea(gui_texts::leaseArea, lease, SettingsForm::Field::lease);
+    auto* gateway = new QHBoxLayout;
+    gateway->addWidget(router_);
+    addArea(gui_texts::gatewayArea, gateway, SettingsForm::Field::gateway);
+    auto* dns = new QHBoxLayout;
+    dns->addWidget(dns_);
+    addArea(gui_texts::dnsArea, dns, SettingsForm::Field::dns);
+    grid->setColumnStretch(1, 1);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addLayout(grid);
+    layout->addStretch();
+    layout->addWidget(buttons_);
+    setMinimumWidth(520);
+
+    for (auto* edit : {serverIP_, prefix_, rangeStart_, rangeEnd_, customLease_, router_, dns_}) {
+        connect(edit, &QLineEdit::textChanged, this, &SettingsDialog::evaluate);
+    }
+    connect(leasePreset_, &QComboBox::currentIndexChanged, this, &SettingsDialog::evaluate);
+    connect(buttons_, &QDialogButtonBox::accepted, this, [this] {
+        if (canSave()) {
+            accept();
+        }
+    });
+    connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    setConfig(ServerConfig::defaultConfig());
+}
+
+void SettingsDialog::setConfig(const ServerConfig& config) {
+    setForm(SettingsForm(config));
+}
+
+void SettingsDialog::setForm(const SettingsForm& form) {
+    {
+        const QSignalBlocker quietServer(serverIP_), quietPrefix(prefix_), quietStart(rangeStart_),
+            quietEnd(rangeEnd_), quietPreset(leasePreset_), quietCustom(customLease_),
+            quietRouter(router_), quietDNS(dns_);
+        serverIP_->setText(QString::fromStdString(form.serverIP));
+        prefix_->setText(QString::fromStdString(form.prefix));
+        rangeStart_->setText(QString::fromStdString(form.rangeStart));
+        rangeEnd_->setText(QString::fromStdString(form.rangeEnd));
+        leasePreset_->setCurrentIndex(leasePreset_->findData(int(form.leasePreset)));
+        customLease_->setText(QString::fromStdString(form.customLease));
+        router_->setText(QString::fromStdString(form.router));
+        dns_->setText(QString::fromStdString(form.dns));
+    }
+    evaluate();
+}
+
+SettingsForm SettingsDialog::form() const {
+    SettingsForm form;
+    form.serverIP = serverIP_->text().toStdString();
+    form.prefix = prefix_->text().toStdString();
+    form.rangeStart = rangeStart_->text().toStdString();
+    form.rangeEnd = rangeEnd_->text().toStdString();
+    form.leasePreset = static_cast<LeasePreset>(leasePreset_->currentData().toInt());
+    form.customLease = customLease_->text().toStdString();
+    form.router = router_->text().toStdString();
+    form.dns = dns_->text().toStdString();
+    return form;
+}
+
+QString SettingsDialog::messagesShown(SettingsForm::Field field) const {
+    const QLabel* label = messages_.at(field);
+    return label->isHidden() ? QString() : label->text();
+}
+
+QString SettingsDialog::rangeCountShown() const {
+    return rangeCount_->text();
+}
+
+bool SettingsDialog::canSave() const {
+    return buttons_->button(QDialogButtonBox::Save)->isEnabled();
+}
+
+void SettingsDialog::evaluate() {
+    const SettingsForm current = form();
+    const auto evaluation = current.evaluate();
+    for (auto& [field, label] : messages_) {
+        const auto found = evaluation.errors.find(field);
+        if (found == evaluation.errors.end()) {
+            label->clear();
+            label->hide();
+            continue;
+        }
+        QStringList lines;
+        for (const auto& message : found->second) {
+            lines << QString::fromStdString(message);
+        }
+        label->setText(lines.join(QLatin1Char('\n')));
+        label->show();
+    }
+    const auto count = current.rangeCount();
+    rangeCount_->setText(count ? gui_texts::addressCount(*count) : QString());
+    customLease_->setEnabled(current.leasePreset == LeasePreset::custom);
+    buttons_->button(QDialogButtonBox::Save)->setEnabled(evaluation.config.has_value());
+}
+
+QLineEdit* SettingsDialog::addressEdit(const QString& placeholder) {
+    auto* edit = new QLineEdit(this);
+    edit->setPlaceholderText(placeholder);
+    return edit;
+}
+
+} // namespace corvane

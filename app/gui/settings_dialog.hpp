@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QDialog>
+#include <map>
+#include <optional>
+
+#include "core/config/server_config.hpp"
+#include "core/config/settings_form.hpp"
+
+class QComboBox;
+class QDialogButtonBox;
+class QLabel;
+class QLineEdit;
+
+namespace corvane {
+
+// The settings sheet: the server's address and prefix, the address range with its size, the
+// lease time as a preset or typed, the gateway and the DNS servers. Every area shows its own
+// messages under its fields as the user types, and Save stays off until the form is valid.
+class SettingsDialog : public QDialog {
+    Q_OBJECT
+
+public:
+    explicit SettingsDialog(QWidget* parent = nullptr);
+
+    void setConfig(const ServerConfig& config);
+    void setForm(const SettingsForm& form);
+    SettingsForm form() const;
+    // The configuration the form stands for, when it passes every rule.
+    std::optional<ServerConfig> config() const { return form().config(); }
+
+    // What is shown under an area and beside the range, for the smoke test and screenshots.
+    QString messagesShown(SettingsForm::Field field) const;
+    QString rangeCountShown() const;
+    bool canSave() const;
+
+private:
+    void evaluate();
+    QLineEdit* addressEdit(const QString& placeholder);
+
+    QLineEdit* serverIP_;
+    QLineEdit* prefix_;
+    QLineEdit* rangeStart_;
+    QLineEdit* rangeEnd_;
+    QLabel* rangeCount_;
+    QComboBox* leasePreset_;
+    QLineEdit* customLease_;
+    QLineEdit* router_;
+    QLineEdit* dns_;
+    std::map<SettingsForm::Field, QLabel*> messages_;
+    QDialogButtonBox* buttons_;
+};
+
+} // namespace corvane
