@@ -3,10 +3,11 @@
 
 SHELL := /bin/bash
 JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 20
 DEPS := scripts/install-deps.sh
 
-.PHONY: all deps debug asan release fuzz-build test unit-test fuzz bench demo install format tidy clean
+.PHONY: all deps debug asan release fuzz-build test unit-test fuzz bench demo screenshots install format tidy clean
 
 all: debug
 
@@ -35,6 +36,19 @@ bench: release
 
 demo: debug
 	@bash scripts/demo.sh build/debug
+
+# The window's main states as PNG files in docs/screenshots, from the real model and widgets.
+# As root the serving states are included (a virtual cable between private namespaces).
+screenshots: deps
+	@cmake --preset debug >/dev/null
+	@cmake --build --preset debug -j $(JOBS) --target corvane-screenshots
+	@bash scripts/screenshots.sh build/debug docs/screenshots
+
+# Installs corvane and corvane-gui under $(PREFIX) and grants both the right to use port 67.
+install: deps
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS) --target corvane corvane-gui
+	@$(if $(filter 0,$(shell id -u)),,sudo) cmake --install build/release --prefix $(PREFIX)
 
 format:
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
