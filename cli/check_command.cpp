@@ -18,11 +18,11 @@ struct CheckOptions {
 };
 
 std::string fixCommand(const PreflightCheck::Fix& fix, const ServerConfig& config,
-                       const ProcessRunner& runner) {
+                       const NetworkCard& card) {
     const auto& configure = std::get<PreflightCheck::ConfigureAdapter>(fix);
     return HostSetup::setManualCommand(configure.service, config.serverIP,
                                        static_cast<int>(config.prefixLength),
-                                       HostSetup::activeTool(runner))
+                                       HostSetup::toolFor(card))
         .sudoLine();
 }
 
@@ -48,7 +48,7 @@ int runChecks(const CheckOptions& options) {
     for (const auto& check : checks) {
         std::cout << statusSymbol(check.status) << " " << check.message << "\n";
         if (check.fix) {
-            std::cout << texts::fixLine(fixCommand(*check.fix, config, runner)) << "\n";
+            std::cout << texts::fixLine(fixCommand(*check.fix, config, *card)) << "\n";
         }
     }
     std::cout << host_texts::checklistFooter << "\n";

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "core/host/host_texts.hpp"
+#include "core/host/interfaces.hpp"
 #include "core/host/network_manager.hpp"
 #include "core/host/rtnetlink.hpp"
 
@@ -46,6 +47,10 @@ HostSetup::Tool HostSetup::activeTool(const ProcessRunner& runner) {
     return NetworkManager::isRunning(runner) ? Tool::networkManager : Tool::iproute2;
 }
 
+HostSetup::Tool HostSetup::toolFor(const NetworkCard& card) {
+    return card.managedByNetworkManager ? Tool::networkManager : Tool::iproute2;
+}
+
 SetupCommand HostSetup::setManualCommand(std::string_view service, IPv4Address ip, int prefixLength,
                                          Tool tool) {
     const auto name = shellQuote(service);
@@ -70,14 +75,17 @@ std::optional<SetupCommand> HostSetup::setDHCPCommand(std::string_view service, 
 
 std::vector<std::string> HostSetup::knownServiceNames(const ProcessRunner& runner) {
     std::vector<std::string> names;
+    std::vector<NetworkManager::Device> managed;
     if (NetworkManager::isRunning(runner)) {
         for (const auto& connection : NetworkManager::connections(runner)) {
             names.push_back(connection.name);
         }
-        return names;
+        managed = NetworkManager::devices(runner);
     }
     for (const auto& link : Rtnetlink::links()) {
-        names.push_back(link.name);
+        if (!Interfaces::isManagedByNetworkManager(link, managed)) {
+            names.push_back(link.name);
+        }
     }
     return names;
 }

@@ -8,6 +8,7 @@
 
 #include "core/address/ipv4_address.hpp"
 #include "core/host/host_setup_error.hpp"
+#include "core/host/network_card.hpp"
 #include "core/host/process_runner.hpp"
 #include "core/host/setup_command.hpp"
 
@@ -28,12 +29,17 @@ public:
 
     // POSIX single quoting: always exactly one shell word, whatever the text holds.
     static std::string shellQuote(std::string_view text);
+    // NetworkManager when it runs on this computer, else iproute2.
     static Tool activeTool(const ProcessRunner& runner);
+    // The tool that configures this very card: a card NetworkManager does not manage (one
+    // in another network namespace, say) is set with iproute2 even where it runs.
+    static Tool toolFor(const NetworkCard& card);
     static SetupCommand setManualCommand(std::string_view service, IPv4Address ip, int prefixLength,
                                          Tool tool);
     // No value where there is nothing to hand the card back to (plain iproute2).
     static std::optional<SetupCommand> setDHCPCommand(std::string_view service, Tool tool);
-    // NetworkManager's connection names, or the interface names without it.
+    // NetworkManager's connection names, and the names of the interfaces it does not
+    // manage, which are their own services.
     static std::vector<std::string> knownServiceNames(const ProcessRunner& runner);
     // `name` itself when it is one of `among` (exact, case-sensitive); otherwise throws
     // HostSetupError "Unknown network service: {name}".

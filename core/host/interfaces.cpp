@@ -115,21 +115,37 @@ networkManagerConfigs(const ProcessRunner& runner) {
             if (device.empty() || device == "--") {
                 continue;
             }
-            configs.try_emplace(
-                device, Interfaces::ServiceConfig{connection.name, Interfaces::method(settings)});
+            configs.try_emplace(device, Interfaces::ServiceConfig{
+                                            connection.name, Interfaces::method(settings), true});
         }
     }
     return configs;
+}
+
+// What NetworkManager says, asked once: nothing when it does not run.
+struct NetworkManagerFacts {
+    std::vector<NetworkManager::Device> devices;
+    std::map<std::string, Interfaces::ServiceConfig> profiles;
+};
+
+NetworkManagerFacts networkManagerFacts(const ProcessRunner& runner) {
+    if (!NetworkManager::isRunning(runner)) {
+        return {};
+    }
+    return {NetworkManager::devices(runner), networkManagerConfigs(runner)};
 }
 
 } // namespace
 
 std::vector<NetworkCard> Interfaces::list(const ProcessRunner& runner) {
     const auto addresses = interfaceAddresses();
-    const auto configs = serviceConfigs(runner);
+    const auto links = Rtnetlink::links();
+    const auto networkManager = networkManagerFacts(runner);
+    const auto configs = serviceConfigs(links, Rtnetlink::addresses(), networkManager.devices,
+                                        networkManager.profiles);
     const auto primary = primaryInterface();
     std::vector<NetworkCard> cards;
-    for (const auto& link : Rtnetlink::links()) {
+    for (const auto& link : links) {
         const auto facts = SysfsFacts::read(link);
         NetworkCard card;
         card.bsdName = link.name;
@@ -152,6 +168,7 @@ std::vector<NetworkCard> Interfaces::list(const ProcessRunner& runner) {
         card.isVirtualEthernet =
             card.kind == NetworkCard::Kind::other && link.hardwareType == ARPHRD_ETHER;
         card.driver = facts.driver;
+        card.managedByNetworkManager = isManagedByNetworkManager(link, networkManager.devices);
         cards.push_back(std::move(card));
     }
     return cards;
@@ -210,17 +227,37 @@ std::vector<InterfaceAddress> Interfaces::interfaceAddresses() {
 
 std::map<std::string, Interfaces::ServiceConfig>
 Interfaces::serviceConfigs(const ProcessRunner& runner) {
-    if (NetworkManager::isRunning(runner)) {
-        return networkManagerConfigs(runner);
-    }
-    // Without NetworkManager the interface is its own service, and how its address came
-    // about shows in the address's lifetime.
+    const auto networkManager = networkManagerFacts(runner);
+    return serviceConfigs(Rtnetlink::links(), Rtnetlink::addresses(), networkManager.devices,
+                          networkManager.profiles);
+}
+
+std::map<std::string, Interfaces::ServiceConfig>
+Interfaces::serviceConfigs(const std::vector<Rtnetlink::Link>& links,
+                           const std::vector<Rtnetlink::Address>& addresses,
+                           const std::vector<NetworkManager::Device>& managedDevices,
+                           const std::map<std::string, ServiceConfig>& profiles) {
     std::map<std::string, ServiceConfig> configs;
-    const auto addresses = Rtnetlink::addresses();
-    for (const auto& link : Rtnetlink::links()) {
-        configs.emplace(link.name, ServiceConfig{link.name, kernelMethod(link, addresses)});
+    for (const auto& link : links) {
+        if (isManagedByNetworkManager(link, managedDevices)) {
+            // A managed card without a profile has no service at all.
+            if (const auto profile = profiles.find(link.name); profile != profiles.end()) {
+                configs.emplace(link.name, profile->second);
+            }
+            continue;
+        }
+        // Elsewhere the interface is its own service, and how its address came about shows
+        // in the address's lifetime.
+        configs.emplace(link.name, ServiceConfig{link.name, kernelMethod(link, addresses), false});
     }
     return configs;
+}
+
+bool Interfaces::isManagedByNetworkManager(
+    const Rtnetlink::Link& link, const std::vector<NetworkManager::Device>& managedDevices) {
+    return std::any_of(managedDevices.begin(), managedDevices.end(), [&](const auto& device) {
+        return device.name == link.name && device.mac == macOf(link);
+    });
 }
 
 std::optional<std::string> Interfaces::primaryInterface() {

@@ -9,6 +9,7 @@
 #include "core/address/mac_address.hpp"
 #include "core/host/interface_address.hpp"
 #include "core/host/network_card.hpp"
+#include "core/host/network_manager.hpp"
 #include "core/host/process_runner.hpp"
 #include "core/host/rtnetlink.hpp"
 #include "core/host/sysfs_facts.hpp"
@@ -27,10 +28,11 @@ public:
     };
 
     // The network service that configures a card: a NetworkManager connection, or the
-    // interface itself where NetworkManager does not run.
+    // interface itself where NetworkManager does not manage it.
     struct ServiceConfig {
         std::string name;
         NetworkCard::ConfigMethod method;
+        bool managedByNetworkManager = false;
         friend bool operator==(const ServiceConfig&, const ServiceConfig&) = default;
     };
 
@@ -55,6 +57,17 @@ public:
     static std::vector<InterfaceAddress> interfaceAddresses();
     static std::map<std::string, ServiceConfig>
     serviceConfigs(const ProcessRunner& runner = ProcessRunner());
+    // The same from gathered facts: NetworkManager's profile for each link it manages (by
+    // name and hardware address, since a device of another network namespace may share
+    // the name), else the link itself with the method its kernel addresses show.
+    static std::map<std::string, ServiceConfig>
+    serviceConfigs(const std::vector<Rtnetlink::Link>& links,
+                   const std::vector<Rtnetlink::Address>& addresses,
+                   const std::vector<NetworkManager::Device>& managedDevices,
+                   const std::map<std::string, ServiceConfig>& profiles);
+    static bool
+    isManagedByNetworkManager(const Rtnetlink::Link& link,
+                              const std::vector<NetworkManager::Device>& managedDevices);
     // The method of a NetworkManager connection from its "ipv4.method" and
     // "ipv4.addresses" settings.
     static NetworkCard::ConfigMethod method(const std::map<std::string, std::string>& settings);

@@ -48,10 +48,12 @@ struct NetworkCard {
     ConfigMethod configMethod = None{};
     bool isPrimary = false;
     // Linux additions: an Ethernet-framed card with no hardware behind it (veth, tap,
-    // macvlan), offered only when virtual cards are switched on; and the kernel driver's
-    // name, which singles out Thunderbolt networking.
+    // macvlan), offered only when virtual cards are switched on; the kernel driver's name,
+    // which singles out Thunderbolt networking; and whether NetworkManager configures the
+    // card (else its addresses are set with iproute2).
     bool isVirtualEthernet = false;
     std::string driver;
+    bool managedByNetworkManager = false;
 
     const std::string& id() const { return bsdName; }
     // The one-line address text shown under the card.

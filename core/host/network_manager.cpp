@@ -1,5 +1,7 @@
 #include "core/host/network_manager.hpp"
 
+#include <utility>
+
 namespace corvane {
 namespace {
 
@@ -20,6 +22,20 @@ std::vector<std::string_view> linesOf(std::string_view text) {
         text.remove_prefix(end + 1);
     }
     return lines;
+}
+
+// A "key:value" line of a terse property listing. Values may hold escaped colons (hardware
+// addresses do), and are read whether nmcli escaped them or not.
+std::optional<std::pair<std::string, std::string>> property(std::string_view line) {
+    auto fields = NetworkManager::terseFields(line);
+    if (fields.size() < 2) {
+        return std::nullopt;
+    }
+    std::string value = fields[1];
+    for (std::size_t index = 2; index < fields.size(); ++index) {
+        value += ":" + fields[index];
+    }
+    return std::pair{fields[0], value};
 }
 
 } // namespace
@@ -54,6 +70,15 @@ std::map<std::string, std::string> NetworkManager::settings(const ProcessRunner&
     return parseSettings(output.text);
 }
 
+std::vector<NetworkManager::Device> NetworkManager::devices(const ProcessRunner& runner) {
+    const auto output =
+        runner.run("nmcli", {"-t", "-f", "GENERAL.DEVICE,GENERAL.HWADDR", "device", "show"});
+    if (output.status != 0) {
+        return {};
+    }
+    return parseDevices(output.text);
+}
+
 std::vector<std::string> NetworkManager::terseFields(std::string_view line) {
     std::vector<std::string> fields(1);
     for (std::size_t index = 0; index < line.size(); ++index) {
@@ -84,13 +109,27 @@ std::vector<NetworkManager::Connection> NetworkManager::parseConnections(std::st
 std::map<std::string, std::string> NetworkManager::parseSettings(std::string_view listing) {
     std::map<std::string, std::string> settings;
     for (const auto line : linesOf(listing)) {
-        const auto colon = line.find(':');
-        if (colon == std::string_view::npos) {
-            continue;
+        if (auto entry = property(line)) {
+            settings.insert(std::move(*entry));
         }
-        settings.emplace(std::string(line.substr(0, colon)), std::string(line.substr(colon + 1)));
     }
     return settings;
+}
+
+std::vector<NetworkManager::Device> NetworkManager::parseDevices(std::string_view listing) {
+    std::vector<Device> devices;
+    for (const auto line : linesOf(listing)) {
+        const auto entry = property(line);
+        if (!entry) {
+            continue;
+        }
+        if (entry->first == "GENERAL.DEVICE") {
+            devices.push_back({entry->second, std::nullopt});
+        } else if (entry->first == "GENERAL.HWADDR" && !devices.empty()) {
+            devices.back().mac = MACAddress::parse(entry->second);
+        }
+    }
+    return devices;
 }
 
 } // namespace corvane

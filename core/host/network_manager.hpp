@@ -1,10 +1,12 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "core/address/mac_address.hpp"
 #include "core/host/process_runner.hpp"
 
 namespace corvane {
@@ -22,6 +24,13 @@ public:
         friend bool operator==(const Connection&, const Connection&) = default;
     };
 
+    // A device NetworkManager manages, with the hardware address it knows it by.
+    struct Device {
+        std::string name;
+        std::optional<MACAddress> mac;
+        friend bool operator==(const Device&, const Device&) = default;
+    };
+
     // Settings keys read from a connection.
     static constexpr std::string_view interfaceNameKey = "connection.interface-name";
     static constexpr std::string_view methodKey = "ipv4.method";
@@ -33,6 +42,7 @@ public:
     // The interface name, IPv4 method and addresses of one connection, by its UUID.
     static std::map<std::string, std::string> settings(const ProcessRunner& runner,
                                                        const std::string& uuid);
+    static std::vector<Device> devices(const ProcessRunner& runner);
 
     // One line of nmcli's terse table: fields split at unescaped colons, "\:" and "\\"
     // turned back into ":" and "\".
@@ -40,6 +50,8 @@ public:
     static std::vector<Connection> parseConnections(std::string_view listing);
     // "key:value" lines of a terse single-connection listing.
     static std::map<std::string, std::string> parseSettings(std::string_view listing);
+    // "GENERAL.DEVICE:name" lines, each followed by its "GENERAL.HWADDR:address" line.
+    static std::vector<Device> parseDevices(std::string_view listing);
 };
 
 } // namespace corvane

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/host/host_setup.hpp"
 #include "core/host/host_texts.hpp"
 #include "core/host/interface_monitor.hpp"
 #include "core/host/interfaces.hpp"
@@ -108,6 +109,57 @@ TEST_F(CardLab, AnAddressWithALeaseTimeReadsAsDHCP) {
     ASSERT_TRUE(card);
     EXPECT_EQ(card->configMethod, NetworkCard::ConfigMethod(NetworkCard::DHCP{}));
     EXPECT_EQ(card->addressSummary(), "10.55.0.9 (DHCP)");
+}
+
+// NetworkManager's word counts only for devices it manages by name and hardware address:
+// the active profile wins, else the first profile bound to the device by name; a device
+// elsewhere that shares a name (cv0 here) is left to the kernel's view.
+TEST_F(CardLab, NetworkManagerProfilesApplyToTheDevicesItManages) {
+    lab_->addVethPair(card_, "eth1", device_, "dv1");
+    lab_->addVethPair(card_, "eth2", device_, "dv2");
+    lab_->run(card_, "ip link set eth1 address 02:00:00:00:aa:01 && "
+                     "ip link set eth2 address 02:00:00:00:aa:02 && "
+                     "ip address add 192.168.77.1/24 dev cv0");
+    testing::FakePrograms fakes;
+    fakes.add("nmcli", R"(case "$*" in
+"-t -f RUNNING general") echo running ;;
+"-t -f NAME,UUID,DEVICE,ACTIVE connection show")
+  printf 'Spare eth1:u1::no\nLab\\: bench:u2:eth1:yes\nLoose:u4::no\nHost profile:u5:cv0:yes\n' ;;
+"-t -f GENERAL.DEVICE,GENERAL.HWADDR device show")
+  printf 'GENERAL.DEVICE:eth1\nGENERAL.HWADDR:02\\:00\\:00\\:00\\:AA\\:01\n'
+  printf 'GENERAL.DEVICE:eth2\nGENERAL.HWADDR:02\\:00\\:00\\:00\\:AA\\:02\n'
+  printf 'GENERAL.DEVICE:cv0\nGENERAL.HWADDR:02\\:00\\:00\\:00\\:BB\\:BB\n' ;;
+*"uuid u1") printf 'connection.interface-name:eth1\nipv4.method:auto\nipv4.addresses:\n' ;;
+*"uuid u2") printf 'connection.interface-name:\nipv4.method:manual\nipv4.addresses:192.168.0.1/24\n' ;;
+*"uuid u4") printf 'connection.interface-name:eth2\nipv4.method:shared\nipv4.addresses:\n' ;;
+*"uuid u5") printf 'connection.interface-name:cv0\nipv4.method:auto\nipv4.addresses:\n' ;;
+*) exit 1 ;;
+esac)");
+    const NetworkLab::Entered inside(card_);
+    const auto configs = Interfaces::serviceConfigs(fakes.runner());
+    using Config = Interfaces::ServiceConfig;
+    const auto mask24 = IPv4Address(255, 255, 255, 0);
+    EXPECT_EQ(
+        configs.at("eth1"),
+        (Config{"Lab: bench", NetworkCard::Manual{IPv4Address(192, 168, 0, 1), mask24}, true}));
+    EXPECT_EQ(configs.at("eth2"), (Config{"Loose", NetworkCard::Other{"shared"}, true}));
+    EXPECT_EQ(configs.at("cv0"),
+              (Config{"cv0", NetworkCard::Manual{IPv4Address(192, 168, 77, 1), mask24}, false}));
+
+    for (const auto& card : Interfaces::list(fakes.runner())) {
+        if (card.bsdName == "eth1" || card.bsdName == "cv0") {
+            EXPECT_EQ(HostSetup::toolFor(card), card.bsdName == "eth1"
+                                                    ? HostSetup::Tool::networkManager
+                                                    : HostSetup::Tool::iproute2);
+        }
+    }
+    const auto known = HostSetup::knownServiceNames(fakes.runner());
+    const auto knows = [&](const std::string& name) {
+        return std::find(known.begin(), known.end(), name) != known.end();
+    };
+    EXPECT_TRUE(knows("Lab: bench"));
+    EXPECT_TRUE(knows("cv0"));
+    EXPECT_FALSE(knows("eth1")) << "a managed card is known by its profile's name only";
 }
 
 TEST_F(CardLab, TakingThePeerDownTakesTheLinkDown) {

@@ -220,27 +220,49 @@ TEST(NetworkManagerListing, UnescapesTerseFields) {
                                                                     {"Spare", "u2", "", false}}));
 }
 
-TEST(ServiceConfigs, UseTheActiveConnectionElseTheFirstBoundProfile) {
-    testing::FakePrograms fakes;
-    fakes.add("nmcli", R"(case "$*" in
-"-t -f RUNNING general") echo running ;;
-"-t -f NAME,UUID,DEVICE,ACTIVE connection show")
-  printf 'Spare eth0:u1::no\nLab\\: bench:u2:eth0:yes\nUplink:u3:eth1:yes\nLoose:u4::no\n' ;;
-*"uuid u1") printf 'connection.interface-name:eth0\nipv4.method:auto\nipv4.addresses:\n' ;;
-*"uuid u2") printf 'connection.interface-name:\nipv4.method:manual\nipv4.addresses:192.168.0.1/24\n' ;;
-*"uuid u3") printf 'connection.interface-name:eth1\nipv4.method:auto\nipv4.addresses:\n' ;;
-*"uuid u4") printf 'connection.interface-name:eth2\nipv4.method:shared\nipv4.addresses:\n' ;;
-*) exit 1 ;;
-esac)");
-    const auto configs = Interfaces::serviceConfigs(fakes.runner());
-    const std::map<std::string, Interfaces::ServiceConfig> expected = {
-        {"eth0",
-         {"Lab: bench",
-          NetworkCard::Manual{IPv4Address(192, 168, 0, 1), IPv4Address(255, 255, 255, 0)}}},
-        {"eth1", {"Uplink", NetworkCard::DHCP{}}},
-        {"eth2", {"Loose", NetworkCard::Other{"shared"}}},
+TEST(NetworkManagerListing, ReadsDevicesWithEscapedHardwareAddresses) {
+    const auto devices = NetworkManager::parseDevices(
+        "GENERAL.DEVICE:eth0\nGENERAL.HWADDR:52\\:54\\:00\\:12\\:34\\:56\n"
+        "GENERAL.DEVICE:wg0\nGENERAL.HWADDR:\n"
+        "GENERAL.DEVICE:eth1\nGENERAL.HWADDR:02:00:00:00:00:09\n");
+    EXPECT_EQ(devices, (std::vector<NetworkManager::Device>{
+                           {"eth0", MACAddress::parse("52:54:00:12:34:56")},
+                           {"wg0", std::nullopt},
+                           {"eth1", MACAddress::parse("02:00:00:00:00:09")}}));
+}
+
+TEST(ServiceConfigs, NetworkManagerSpeaksOnlyForTheLinksItManages) {
+    const auto mac = [](int last) {
+        return MACAddress::parse("02:00:00:00:00:0" + std::to_string(last));
     };
-    EXPECT_EQ(configs, expected);
+    const auto link = [&](int index, std::string name) {
+        return Rtnetlink::Link{index, std::move(name), 0, ARPHRD_ETHER, mac(index), ""};
+    };
+    const std::vector<Rtnetlink::Link> links = {link(1, "eth0"),  link(2, "eth1"),
+                                                link(3, "eth2"),  link(4, "veth0"),
+                                                link(5, "veth1"), link(6, "veth2")};
+    const std::vector<Rtnetlink::Address> addresses = {
+        {4, *Subnet::parse("192.168.0.1/24"), Rtnetlink::foreverLifetime},
+        {4, *Subnet::parse("10.0.0.1/8"), 300},
+        {5, *Subnet::parse("10.1.0.7/16"), 300},
+    };
+    const std::vector<NetworkManager::Device> managed = {
+        {"eth0", mac(1)}, {"eth1", mac(2)}, {"eth2", mac(9)}};
+    const Interfaces::ServiceConfig office{"Office", NetworkCard::DHCP{}, true};
+    const std::map<std::string, Interfaces::ServiceConfig> profiles = {{"eth0", office},
+                                                                       {"eth2", office}};
+    const auto manual =
+        NetworkCard::Manual{IPv4Address(192, 168, 0, 1), IPv4Address(255, 255, 255, 0)};
+    const std::map<std::string, Interfaces::ServiceConfig> expected = {
+        {"eth0", office},
+        {"eth2", {"eth2", NetworkCard::None{}, false}},
+        {"veth0", {"veth0", manual, false}},
+        {"veth1", {"veth1", NetworkCard::DHCP{}, false}},
+        {"veth2", {"veth2", NetworkCard::None{}, false}},
+    };
+    // eth1 is managed but has no profile, so it has no service; eth2 only shares its name
+    // with a managed device, so the kernel speaks for it.
+    EXPECT_EQ(Interfaces::serviceConfigs(links, addresses, managed, profiles), expected);
 }
 
 class FakeSysfs : public ::testing::Test {
