@@ -225,10 +225,12 @@ TEST_F(CardLab, APortHolderIsNamed) {
 // The command itself, run inside the namespace so that it sees that namespace's sysfs.
 class CheckCommand : public CardLab {
 protected:
-    ProcessRunner::Output corvane(const std::vector<std::string>& arguments) {
-        std::vector<std::string> full = {
-            "netns",       "exec", card_, "env", "XDG_CONFIG_HOME=" + fakes_.folder().string(),
-            CORVANE_BINARY};
+    ProcessRunner::Output corvane(const std::vector<std::string>& arguments,
+                                  const std::vector<std::string>& asUser = {}) {
+        std::vector<std::string> full = {"netns", "exec", card_};
+        full.insert(full.end(), asUser.begin(), asUser.end());
+        full.insert(full.end(),
+                    {"env", "XDG_CONFIG_HOME=" + fakes_.folder().string(), CORVANE_BINARY});
         full.insert(full.end(), arguments.begin(), arguments.end());
         return ProcessRunner().run("ip", full);
     }
@@ -277,6 +279,16 @@ TEST_F(CheckCommand, AWrongAddressShowsTheCommandThatFixesIt) {
                                "up\n"),
               std::string::npos)
         << output.text;
+}
+
+TEST_F(CheckCommand, WithoutTheCapabilityThePortCheckSaysHowToGrantIt) {
+    lab_->run(card_, "ip address add 192.168.0.1/24 dev cv0");
+    const auto output = corvane({"check", "--interface", "cv0", "--virtual"},
+                                {"setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"});
+    EXPECT_EQ(output.status, 1);
+    const auto expected =
+        "\u2717 " + host_texts::portCannotOpen(host_texts::portNeedsCapability(CORVANE_BINARY));
+    EXPECT_NE(output.text.find(expected + "\n"), std::string::npos) << output.text;
 }
 
 TEST_F(CheckCommand, AnUnknownCardIsAUsageError) {
