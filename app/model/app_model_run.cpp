@@ -36,6 +36,11 @@ void AppModel::start() {
     if (!canStart()) {
         return;
     }
+    // A hand-edited settings file can hold a configuration the settings sheet would refuse.
+    if (const auto problems = config_.validate(); !problems.empty()) {
+        setLastError(app_texts::settingsInvalid(problems.front().description()));
+        return;
+    }
     const NetworkCard card = *selectedCard();
     auto server = DHCPServer::create(
         DHCPServer::Options{config_, environment_.transportFor(card), card.mac,

@@ -14,6 +14,12 @@ inline std::string couldNotReadLeases(std::string_view error) {
     return "Could not read leases: " + std::string(error);
 }
 
+// Validation messages are whole sentences; the first one is enough to act on.
+inline std::string settingsInvalid(std::string_view firstProblem) {
+    return "The server can't start with these settings: " + std::string(firstProblem) +
+           " Open Settings and correct them.";
+}
+
 inline constexpr std::string_view logFilterPlaceholder = "Filter (MAC, IP, type)";
 inline constexpr std::string_view clearLogHelp =
     "Clear the on-screen log (the log file keeps everything)";

@@ -10,7 +10,6 @@
 #include "app/model/appcast.hpp"
 #include "app/model/update_controller.hpp"
 #include "app/model/update_error_text.hpp"
-#include "app/model/update_policy.hpp"
 #include "app/model/update_texts.hpp"
 
 namespace corvane {
@@ -115,22 +114,6 @@ private Q_SLOTS:
     }
     void cleanup() { delete feed; }
 
-    void policyRefusesOnlyBackgroundChecksWhileServing_data() {
-        QTest::addColumn<UpdateCheckKind>("kind");
-        QTest::addColumn<bool>("serverRunning");
-        QTest::addColumn<bool>("allowed");
-        QTest::newRow("user while serving") << UpdateCheckKind::userInitiated << true << true;
-        QTest::newRow("user while stopped") << UpdateCheckKind::userInitiated << false << true;
-        QTest::newRow("background while serving") << UpdateCheckKind::background << true << false;
-        QTest::newRow("background while stopped") << UpdateCheckKind::background << false << true;
-    }
-    void policyRefusesOnlyBackgroundChecksWhileServing() {
-        QFETCH(UpdateCheckKind, kind);
-        QFETCH(bool, serverRunning);
-        QFETCH(bool, allowed);
-        QCOMPARE(UpdatePolicy::mayCheck(kind, serverRunning), allowed);
-    }
-
     void errorTextAddsTheDeepestSpecificCause_data() {
         QTest::addColumn<std::vector<std::string>>("chain");
         QTest::addColumn<std::string>("expected");
@@ -176,18 +159,6 @@ private Q_SLOTS:
         QFETCH(int, order);
         QCOMPARE(compareVersions(left.toStdString(), right.toStdString()), order);
         QCOMPARE(compareVersions(right.toStdString(), left.toStdString()), -order);
-    }
-
-    void appcastGivesTheNewestItemAfterTheRunningVersion() {
-        const auto parsed = Appcast::parse(appcast("2.0.0"));
-        QVERIFY(std::holds_alternative<Appcast>(parsed));
-        const auto& items = std::get<Appcast>(parsed).items;
-        QCOMPARE(items.size(), std::size_t{2});
-        QCOMPARE(items[1].version, std::string("0.5"));
-        const auto newest = std::get<Appcast>(parsed).newestAfter("1.0.0");
-        QVERIFY(newest);
-        QCOMPARE(newest->page, std::string("https://example.invalid/corvane/2.0.0"));
-        QVERIFY(!std::get<Appcast>(parsed).newestAfter("2.0"));
     }
 
     void backgroundCheckWaitsForTheServerToStop_data() {
@@ -262,22 +233,6 @@ private Q_SLOTS:
             QCOMPARE(lines.size(), std::size_t{1});
             QVERIFY2(QString::fromStdString(lines[0]).startsWith(logged), lines[0].c_str());
         }
-    }
-
-    void updaterOutcomeCodesAreNeverLogged_data() {
-        QTest::addColumn<int>("code");
-        QTest::addColumn<bool>("logged");
-        QTest::newRow("nothing new") << update_texts::noUpdateCode << false;
-        QTest::newRow("cancelled") << update_texts::cancelledCode << false;
-        QTest::newRow("other") << update_texts::downloadFailedCode << true;
-    }
-    void updaterOutcomeCodesAreNeverLogged() {
-        QFETCH(int, code);
-        QFETCH(bool, logged);
-        auto controller = makeController();
-        controller->checkAborted(
-            {std::string(update_texts::updaterDomain), code, "Oops.", nullptr});
-        QCOMPARE(lines.size(), logged ? std::size_t{1} : std::size_t{0});
     }
 
     void testFeedReplacesTheBuiltInFeedAndIsAnnouncedOnce() {
