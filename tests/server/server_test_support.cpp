@@ -156,6 +156,16 @@ std::optional<DHCPPacket> LoopbackClient::receive(std::chrono::milliseconds limi
     return std::nullopt;
 }
 
+int holdLoopbackPort(std::uint16_t port) {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const auto local = loopbackAddress(port);
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
 std::uint16_t unusedLoopbackPort() {
     const int fd = boundLoopbackSocket(0);
     const auto port = portOf(fd);

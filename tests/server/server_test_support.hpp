@@ -126,5 +126,7 @@ private:
 
 // A loopback port no socket holds at the moment of asking.
 std::uint16_t unusedLoopbackPort();
+// A socket bound to 127.0.0.1:`port`, or -1 when the port is taken; the caller closes it.
+int holdLoopbackPort(std::uint16_t port);
 
 } // namespace corvane::testing
