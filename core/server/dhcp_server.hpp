@@ -92,7 +92,7 @@ public:
     void start();
     // Closes the socket, saves the leases, reports `stopped` and ends the event stream, then
     // ends the loop thread. A stopped server cannot be started again; calling it twice is
-    // harmless.
+    // harmless. A server that never ran reports nothing, but its stream ends all the same.
     void stop();
     // These three return at once; their effects arrive as events.
     void forgetLease(const MACAddress& mac);
@@ -100,10 +100,13 @@ public:
     void refreshPresence();
     // A copy of the lease table as the server holds it now.
     LeaseTable currentTable();
-    // The one stream of everything the server reports, for one reader.
+    // The one stream of everything the server reports, for one reader; it lives as long as
+    // the server does.
     EventStream& events() { return events_; }
 
 private:
+    // Only `create` makes one: the server must be owned by a shared_ptr, since its timers
+    // and probes hold it weakly.
     struct ConstructionKey {};
 
 public:
