@@ -30,6 +30,9 @@ CommandDialog::CommandDialog(QWidget* parent)
     text_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
     text_->setMinimumHeight(QFontMetrics(text_->font()).lineSpacing() * 5);
     run_->setDefault(true);
+    run_->setObjectName(QStringLiteral("run"));
+    copy_->setObjectName(QStringLiteral("copyTerminalCommand"));
+    close_->setObjectName(QStringLiteral("close"));
 
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(copy_);

@@ -17,6 +17,8 @@ LeaseTableView::LeaseTableView(QWidget* parent)
     : QWidget(parent), table_(new QTableView(this)), empty_(new QLabel(gui_texts::noLeases, this)),
       forget_(new QPushButton(gui_texts::forgetLeaseButton, this)),
       clearExpired_(new QPushButton(gui_texts::clearExpiredButton, this)) {
+    forget_->setObjectName(QStringLiteral("forgetLease"));
+    clearExpired_->setObjectName(QStringLiteral("clearExpired"));
     table_->setModel(&model_);
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
     table_->setSelectionMode(QAbstractItemView::SingleSelection);

@@ -18,6 +18,7 @@ NoticeBanner::NoticeBanner(QWidget* parent)
     text_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     symbol_->setAlignment(Qt::AlignTop);
     dismiss_->setFlat(true);
+    dismiss_->setObjectName(QStringLiteral("dismiss"));
     dismiss_->setCursor(Qt::PointingHandCursor);
 
     auto* layout = new QHBoxLayout(this);

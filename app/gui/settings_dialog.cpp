@@ -17,17 +17,18 @@
 namespace corvane {
 
 SettingsDialog::SettingsDialog(QWidget* parent)
-    : QDialog(parent), serverIP_(addressEdit(gui_texts::serverIPPlaceholder)),
-      prefix_(new QLineEdit(this)), rangeStart_(addressEdit(gui_texts::rangeStartPlaceholder)),
-      rangeEnd_(addressEdit(gui_texts::rangeEndPlaceholder)), rangeCount_(new QLabel(this)),
-      leasePreset_(new QComboBox(this)), customLease_(new QLineEdit(this)),
-      router_(addressEdit(gui_texts::optionalPlaceholder)), dns_(new QLineEdit(this)),
+    : QDialog(parent), serverIP_(textField("serverIP", gui_texts::serverIPPlaceholder)),
+      prefix_(textField("prefix", gui_texts::prefixPlaceholder)),
+      rangeStart_(textField("rangeStart", gui_texts::rangeStartPlaceholder)),
+      rangeEnd_(textField("rangeEnd", gui_texts::rangeEndPlaceholder)),
+      rangeCount_(new QLabel(this)), leasePreset_(new QComboBox(this)),
+      customLease_(textField("customLease", gui_texts::customLeasePlaceholder)),
+      router_(textField("router", gui_texts::optionalPlaceholder)),
+      dns_(textField("dns", gui_texts::optionalPlaceholder)),
       buttons_(new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this)) {
     setWindowTitle(gui_texts::settingsTitle);
-    prefix_->setPlaceholderText(gui_texts::prefixPlaceholder);
     prefix_->setMaximumWidth(60);
-    customLease_->setPlaceholderText(gui_texts::customLeasePlaceholder);
-    dns_->setPlaceholderText(gui_texts::optionalPlaceholder);
+    leasePreset_->setObjectName(QStringLiteral("leasePreset"));
     for (const auto preset : allLeasePresets) {
         leasePreset_->addItem(gui_texts::toQString(leasePresetLabel(preset)), int(preset));
     }
@@ -171,8 +172,9 @@ void SettingsDialog::evaluate() {
     buttons_->button(QDialogButtonBox::Save)->setEnabled(evaluation.config.has_value());
 }
 
-QLineEdit* SettingsDialog::addressEdit(const QString& placeholder) {
+QLineEdit* SettingsDialog::textField(const char* name, const QString& placeholder) {
     auto* edit = new QLineEdit(this);
+    edit->setObjectName(QLatin1String(name));
     edit->setPlaceholderText(placeholder);
     return edit;
 }

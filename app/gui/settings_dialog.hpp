@@ -36,7 +36,8 @@ public:
 
 private:
     void evaluate();
-    QLineEdit* addressEdit(const QString& placeholder);
+    // A line edit named after its field, so that tests and tools can find it.
+    QLineEdit* textField(const char* name, const QString& placeholder);
 
     QLineEdit* serverIP_;
     QLineEdit* prefix_;
