@@ -33,6 +33,7 @@ ResponderWorker::ResponderWorker(const ServerConfig& config, const DHCPPacket& p
 
 Decision ResponderWorker::run() && {
     if (accepts()) {
+        client_ = table_.lease(mac_);
         handle(*packet_.messageType());
     }
     return Decision{std::move(action_), std::move(table_), tableChanged_, std::move(notes_)};
@@ -98,19 +99,19 @@ void ResponderWorker::discover() {
     }
     // Taking an address from a device that only seems gone must not knock it off the
     // network: look for it first. With an answer recorded, the choice above already used it.
-    if (otherHolder(*ip, mac_) && !context_.probes.contains(*ip)) {
+    auto holder = otherHolder(*ip, mac_);
+    if (holder && !context_.probes.contains(*ip)) {
         action_ = ProbeAddress{*ip};
         return;
     }
-    const auto own = table_.lease(mac_);
-    if (own && own->state == Lease::State::bound && own->ip == *ip && own->holdsAddress(now_)) {
+    if (client_ && client_->state == Lease::State::bound && client_->ip == *ip &&
+        client_->holdsAddress(now_)) {
         // A bound client that rediscovers keeps its binding; a newer sighting alone is not
         // worth a save.
-        auto seen = *own;
-        seen.lastSeen = now_;
-        table_.upsert(seen);
+        client_->lastSeen = now_;
+        table_.upsert(*client_);
     } else {
-        assign(*ip, Lease::State::offered, now_ + Timing::offerHold);
+        assign(*ip, Lease::State::offered, now_ + Timing::offerHold, std::move(holder));
     }
     reply(DHCPMessageType::offer, *ip, true);
 }
@@ -175,13 +176,13 @@ void ResponderWorker::requestWhileRenewing() {
 }
 
 void ResponderWorker::choseAnotherServer(IPv4Address server) {
-    if (auto own = table_.lease(mac_); own && own->state == Lease::State::offered) {
+    if (client_ && client_->state == Lease::State::offered) {
         // The offer is given back at once so its address is free for the next device. The
         // table the runtime takes carries it; a lapsed offer alone is not worth a save.
-        own->state = Lease::State::released;
-        own->expiresAt = now_;
-        table_.upsert(*own);
-        note(ServerEvent::LeaseChanged{*own});
+        client_->state = Lease::State::released;
+        client_->expiresAt = now_;
+        table_.upsert(*client_);
+        note(ServerEvent::LeaseChanged{*client_});
     }
     note(ServerEvent::Info{responder_texts::choseAnotherServer(mac_, server)});
     note(ServerEvent::NoticeRaised{Notice::otherServer(server)});
@@ -195,8 +196,9 @@ void ResponderWorker::decline() {
         return;
     }
     table_.addQuarantine(*ip, now_ + Timing::quarantine, mac_);
-    if (const auto own = table_.lease(mac_); own && own->ip == *ip) {
+    if (client_ && client_->ip == *ip) {
         table_.remove(mac_);
+        client_.reset();
         note(ServerEvent::LeaseRemoved{mac_});
     }
     note(ServerEvent::Info{
@@ -209,16 +211,15 @@ void ResponderWorker::release() {
         note(ServerEvent::Info{responder_texts::releaseForAnotherServer(mac_)});
         return;
     }
-    auto own = table_.lease(mac_);
-    if (!own || own->ip != packet_.ciaddr) {
+    if (!client_ || client_->ip != packet_.ciaddr) {
         note(ServerEvent::Info{responder_texts::releaseOfUnknownLease(mac_)});
         return;
     }
-    own->state = Lease::State::released;
-    own->expiresAt = now_;
-    own->lastSeen = now_;
-    table_.upsert(*own);
-    note(ServerEvent::LeaseChanged{*own});
+    client_->state = Lease::State::released;
+    client_->expiresAt = now_;
+    client_->lastSeen = now_;
+    table_.upsert(*client_);
+    note(ServerEvent::LeaseChanged{*client_});
     tableChanged_ = true;
 }
 
@@ -266,44 +267,44 @@ bool ResponderWorker::holderIsOffline(IPv4Address ip) const {
 }
 
 bool ResponderWorker::clientHolds(IPv4Address ip) const {
-    const auto own = table_.lease(mac_);
-    return own && own->ip == ip && own->holdsAddress(now_);
+    return client_ && client_->ip == ip && client_->holdsAddress(now_);
 }
 
-void ResponderWorker::assign(IPv4Address ip, Lease::State state, TimePoint until) {
-    if (auto previous = otherHolder(ip, mac_)) {
-        previous->state = Lease::State::reclaimed;
-        table_.upsert(*previous);
-        note(ServerEvent::LeaseChanged{*previous});
-        note(ServerEvent::Info{responder_texts::reclaimed(ip, previous->mac)});
+void ResponderWorker::assign(IPv4Address ip, Lease::State state, TimePoint until,
+                             std::optional<Lease> otherHolder) {
+    if (otherHolder) {
+        otherHolder->state = Lease::State::reclaimed;
+        table_.upsert(*otherHolder);
+        note(ServerEvent::LeaseChanged{*otherHolder});
+        note(ServerEvent::Info{responder_texts::reclaimed(ip, otherHolder->mac)});
     }
-    auto lease = table_.lease(mac_);
-    if (!lease) {
-        lease.emplace();
-        lease->mac = mac_;
-        lease->firstSeen = now_;
+    if (!client_) {
+        client_.emplace();
+        client_->mac = mac_;
+        client_->firstSeen = now_;
     }
-    lease->ip = ip;
-    lease->state = state;
-    lease->expiresAt = until;
-    lease->lastSeen = now_;
+    client_->ip = ip;
+    client_->state = state;
+    client_->expiresAt = until;
+    client_->lastSeen = now_;
     // A client that leaves an option out this time keeps what it told us before.
     if (auto hostname = packet_.hostname()) {
-        lease->hostname = std::move(hostname);
+        client_->hostname = std::move(hostname);
     }
     if (auto vendorClass = packet_.vendorClass()) {
-        lease->vendorClass = std::move(vendorClass);
+        client_->vendorClass = std::move(vendorClass);
     }
     if (auto clientID = packet_.clientID()) {
-        lease->clientID = std::move(clientID);
+        client_->clientID = std::move(clientID);
     }
-    table_.upsert(*lease);
-    note(ServerEvent::LeaseChanged{*lease});
+    table_.upsert(*client_);
+    note(ServerEvent::LeaseChanged{*client_});
     tableChanged_ = true;
 }
 
 void ResponderWorker::acknowledge(IPv4Address ip) {
-    assign(ip, Lease::State::bound, now_ + std::chrono::seconds{config_.leaseSeconds});
+    assign(ip, Lease::State::bound, now_ + std::chrono::seconds{config_.leaseSeconds},
+           otherHolder(ip, mac_));
     reply(DHCPMessageType::ack, ip, true);
 }
 

@@ -52,11 +52,14 @@ private:
     // Whoever holds `ip` now, unless it is `mac` itself.
     std::optional<Lease> otherHolder(IPv4Address ip, const MACAddress& mac) const;
     bool holderIsOffline(IPv4Address ip) const;
-    // Whether the client's own record holds `ip` now.
+    // Whether the client's record holds `ip` now.
     bool clientHolds(IPv4Address ip) const;
 
-    // Gives `ip` to the client, taking it from an absent holder first when there is one.
-    void assign(IPv4Address ip, Lease::State state, TimePoint until);
+    // Gives `ip` to the client. `otherHolder` is whoever else holds it now, as the caller
+    // found it: that lease is reclaimed first (allocation only picks such an address when
+    // its device is gone).
+    void assign(IPv4Address ip, Lease::State state, TimePoint until,
+                std::optional<Lease> otherHolder);
     void acknowledge(IPv4Address ip);
 
     DHCPPacket baseReply(DHCPMessageType type, IPv4Address yiaddr) const;
@@ -75,6 +78,9 @@ private:
     std::vector<ServerEvent> notes_;
     DecisionAction action_ = NoAction{};
     MACAddress mac_;
+    // The asking client's record, looked up once and kept equal to what the working table
+    // holds for it after every change this run makes.
+    std::optional<Lease> client_;
 };
 
 } // namespace corvane
