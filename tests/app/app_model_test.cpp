@@ -52,13 +52,11 @@ class AppModelTest : public QObject {
     std::unique_ptr<LoopbackPort> clientPort;
     std::unique_ptr<AppModel> model;
 
-    // A ready model whose server, once started, runs on free loopback ports.
+    // A ready model whose server, once started, runs on loopback.
     void makeModel(Cards cards, Checks checks,
                    const std::function<void(AppModelEnvironment&)>& adjust = {}) {
-        auto serverPort = std::make_unique<LoopbackPort>();
         auto environment = testEnvironment(*folder, *clock, std::move(cards), std::move(checks),
-                                           serverPort->port(), clientPort->port());
-        serverPort.reset();
+                                           clientPort->port());
         if (adjust) {
             adjust(environment);
         }

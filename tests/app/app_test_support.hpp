@@ -75,12 +75,11 @@ inline PreflightCheck check(PreflightCheck::ID id, PreflightCheck::Status status
 }
 
 // An environment that touches nothing of the user's: files in `folder`, the test's clock,
-// the given cards and checks instead of the host's, the server on loopback ports.
+// the given cards and checks instead of the host's, the server on loopback.
 inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, ManualClock& clock,
                                            std::vector<NetworkCard> cards,
                                            std::vector<PreflightCheck> checks,
-                                           std::uint16_t serverPort = 0,
-                                           std::uint16_t clientPort = 0) {
+                                           std::uint16_t clientPort) {
     const std::filesystem::path root = folder.path().toStdString();
     AppModelEnvironment environment;
     environment.clock = clock.function();
@@ -94,8 +93,9 @@ inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, ManualCl
     environment.host.port67Holder = [](const std::string&) { return std::string("dnsmasq"); };
     environment.host.setupTool = [] { return HostSetup::Tool::networkManager; };
     environment.host.runAsAdministrator = [](const std::string&, const SetupCommand&) {};
-    environment.transportFor = [serverPort, clientPort](const NetworkCard&) {
-        return TransportMode::loopback(serverPort, clientPort);
+    // Server port 0: the kernel picks a free one, so parallel test runs never collide.
+    environment.transportFor = [clientPort](const NetworkCard&) {
+        return TransportMode::loopback(0, clientPort);
     };
     environment.presenceEnabled = false;
     environment.watchInterfaces = false;
