@@ -42,21 +42,16 @@ AppModel::~AppModel() {
 }
 
 void AppModel::bootstrap() {
-    if (phase_ == Phase::ready) {
+    if (bootstrapped_) {
         return;
     }
-    const auto request = ++cardRequest_;
-    runWithTimeLimit<std::vector<NetworkCard>>(lifeline_, environment_.hostQueryTimeLimit, {},
-                                               environment_.host.listCards,
-                                               [this, request](std::vector<NetworkCard> cards) {
-                                                   if (request == cardRequest_) {
-                                                       takeCards(std::move(cards));
-                                                   }
-                                                   loadLeasesForDisplay();
-                                                   startWatchingInterfaces();
-                                                   updates_->start();
-                                                   finishLaunch();
-                                               });
+    bootstrapped_ = true;
+    listCards([this] {
+        loadLeasesForDisplay();
+        startWatchingInterfaces();
+        updates_->start();
+        finishLaunch();
+    });
 }
 
 void AppModel::finishLaunch() {
@@ -84,14 +79,22 @@ void AppModel::startWatchingInterfaces() {
 }
 
 void AppModel::refreshCards() {
+    listCards({});
+}
+
+void AppModel::listCards(const std::function<void()>& afterwards) {
     const auto request = ++cardRequest_;
-    runWithTimeLimit<std::vector<NetworkCard>>(lifeline_, environment_.hostQueryTimeLimit, cards_,
-                                               environment_.host.listCards,
-                                               [this, request](std::vector<NetworkCard> cards) {
-                                                   if (request == cardRequest_) {
-                                                       takeCards(std::move(cards));
-                                                   }
-                                               });
+    runWithTimeLimit<std::vector<NetworkCard>>(
+        lifeline_, environment_.hostQueryTimeLimit, cards_, environment_.host.listCards,
+        [this, request, afterwards](std::vector<NetworkCard> cards) {
+            // Only the newest listing counts; an older one finishing late is stale.
+            if (request == cardRequest_) {
+                takeCards(std::move(cards));
+            }
+            if (afterwards) {
+                afterwards();
+            }
+        });
 }
 
 void AppModel::takeCards(std::vector<NetworkCard> cards) {

@@ -215,6 +215,7 @@ Q_SIGNALS:
 
 private:
     void finishLaunch();
+    void listCards(const std::function<void()>& afterwards);
     void takeCards(std::vector<NetworkCard> cards);
     void takeChecks(std::vector<PreflightCheck> checks);
     void setSelectedCard(std::optional<std::string> cardID);
@@ -238,6 +239,7 @@ private:
     std::shared_ptr<Lifeline> lifeline_;
     QElapsedTimer sinceLaunch_;
 
+    bool bootstrapped_ = false;
     Phase phase_ = Phase::launching;
     std::vector<NetworkCard> cards_;
     bool showDisconnected_ = false;
