@@ -18,7 +18,11 @@ Decision discover(const DecisionContext& context, std::optional<const char*> req
     if (requested) {
         packet.requesting(ip(*requested));
     }
-    return Responder(std::move(config)).decide(packet.wire(), context);
+    const Responder responder(std::move(config));
+    auto decision = responder.decide(packet.wire(), context);
+    EXPECT_EQ(responder.decide(packet.wire(), DecisionContext(context)), decision)
+        << "handing the table over changed the decision";
+    return decision;
 }
 
 TEST(Discover, OffersTheLowestFreeAddressAndHoldsItForAMinute) {

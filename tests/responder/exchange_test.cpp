@@ -14,8 +14,9 @@ namespace texts = responder_texts;
 
 const IPv4Address server = ip("192.168.2.1");
 
-// Plays the runtime's part around the responder: keeps the table between messages, answers
-// each probe from the set of addresses where a device is alive, and asks again.
+// Plays the runtime's part around the responder: keeps the table between messages and hands
+// it over to each decision, answers each probe from the set of addresses where a device is
+// alive, and asks again.
 struct SimulatedServer {
     Responder responder{testConfig()};
     LeaseTable table;
@@ -25,14 +26,16 @@ struct SimulatedServer {
     TimePoint clock = now;
 
     Decision receive(const ClientPacket& packet) {
-        DecisionContext context{table, presence, {}, clock};
+        DecisionContext context{std::move(table), presence, {}, clock};
         for (std::size_t round = 0; round <= Timing::maxProbesPerPacket; ++round) {
-            auto decision = responder.decide(packet.wire(), context);
+            auto decision = responder.decide(packet.wire(), std::move(context));
             const auto* probe = std::get_if<ProbeAddress>(&decision.action);
             if (probe == nullptr) {
                 table = decision.table;
                 return decision;
             }
+            // A handed-over context loses only its table; the probe results stay.
+            context.table = std::move(decision.table);
             probed.push_back(probe->ip);
             context.probes[probe->ip] = alive.contains(probe->ip);
         }
