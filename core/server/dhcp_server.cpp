@@ -16,8 +16,19 @@ DHCPServer::Clock DHCPServer::systemClock() {
     return [] { return std::chrono::system_clock::now(); };
 }
 
+// The caller's handle has a control block of its own, apart from the one the loop's handlers
+// lock their weak references through. Its last release therefore stops the server on the
+// releasing thread, joining the loop, before the server goes; were the handlers' references
+// the same, a handler could end up holding the last one, and a thread cannot join itself.
 std::shared_ptr<DHCPServer> DHCPServer::create(Options options, Clock clock) {
-    return std::make_shared<DHCPServer>(ConstructionKey{}, std::move(options), std::move(clock));
+    auto owner =
+        std::make_shared<DHCPServer>(ConstructionKey{}, std::move(options), std::move(clock));
+    DHCPServer* const server = owner.get();
+    return std::shared_ptr<DHCPServer>(server,
+                                       [owner = std::move(owner)](DHCPServer* handle) mutable {
+                                           handle->stop();
+                                           owner.reset();
+                                       });
 }
 
 DHCPServer::DHCPServer(ConstructionKey, Options options, Clock clock)
@@ -25,8 +36,6 @@ DHCPServer::DHCPServer(ConstructionKey, Options options, Clock clock)
       context_(std::make_shared<asio::io_context>(1)), keepAlive_(asio::make_work_guard(*context_)),
       probePool_(probeThreads), watchTimer_(*context_), presenceTimer_(*context_),
       interfaceName_(options_.mode.interfaceName()) {
-    // The thread keeps its own share of the context: should the server be released inside
-    // one of the loop's handlers, the loop still has something to return to.
     loopThread_ = std::thread([context = context_] {
         pthread_setname_np(pthread_self(), "corvane.server");
         context->run();
@@ -34,16 +43,6 @@ DHCPServer::DHCPServer(ConstructionKey, Options options, Clock clock)
 }
 
 DHCPServer::~DHCPServer() {
-    if (context_->get_executor().running_in_this_thread()) {
-        // The last owner let go while a handler of the loop held the server: finish here and
-        // let the loop thread run out by itself, since a thread cannot join itself.
-        stopServing();
-        keepAlive_.reset();
-        context_->stop();
-        loopThread_.detach();
-        events_.finish();
-        return;
-    }
     stop();
 }
 

@@ -80,6 +80,7 @@ public:
 
     // Builds a server whose loop thread is already waiting; nothing is opened until `start`.
     // The loop and probe threads are created here, in the network namespace of the caller.
+    // Releasing the last copy of the returned handle stops the server as `stop` does.
     static std::shared_ptr<DHCPServer> create(Options options, Clock clock = systemClock());
 
     ~DHCPServer();
@@ -159,8 +160,8 @@ private:
     Clock clock_;
     EventStream events_;
 
-    // Shared with the loop thread and the probe completions, so that the loop can finish its
-    // current handler even when that handler released the last owner of the server.
+    // Shared with the probe pool's tasks, which post their results here even when they
+    // finish after the server has stopped.
     std::shared_ptr<asio::io_context> context_;
     asio::executor_work_guard<asio::io_context::executor_type> keepAlive_;
     asio::thread_pool probePool_;
