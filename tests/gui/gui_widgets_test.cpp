@@ -23,7 +23,7 @@
 #include "core/config/settings_file.hpp"
 #include "core/events/notice_texts.hpp"
 #include "core/leases/lease_file.hpp"
-#include "tests/app/app_test_support.hpp"
+#include "tests/gui/gui_test_environment.hpp"
 
 using namespace corvane;
 using namespace std::chrono_literals;
@@ -134,7 +134,7 @@ private Q_SLOTS:
         LeaseTableModel model;
         QAbstractItemModelTester tester(&model,
                                         QAbstractItemModelTester::FailureReportingMode::QtTest);
-        const TimePoint now = testing::testStart;
+        const TimePoint now = testing::screensNow;
         LeaseTableModel::Row row{
             lease(100, Lease::State(state), now + std::chrono::milliseconds(millisecondsLeft)),
             presence < 0 ? std::nullopt : std::optional(PresenceState(presence))};
@@ -147,7 +147,7 @@ private Q_SLOTS:
 
     void leaseTableKeepsTheSelectedClientAcrossRedraws() {
         LeaseTableView view;
-        const TimePoint now = testing::testStart;
+        const TimePoint now = testing::screensNow;
         const auto first = lease(100, Lease::State::bound, now + 1h);
         const auto second = lease(101, Lease::State::bound, now + 1h);
         view.setRows({{first, PresenceState::offline}, {second, std::nullopt}}, now);
@@ -247,12 +247,11 @@ private Q_SLOTS:
 
     void dashboardForgetsALeaseOnlyOnceConfirmed() {
         QTemporaryDir folder;
-        testing::ManualClock clock;
         const auto root = std::filesystem::path(folder.path().toStdString());
-        const auto kept = lease(100, Lease::State::bound, clock.now() + 1h);
-        const auto forgotten = lease(101, Lease::State::bound, clock.now() + 1h);
+        const auto kept = lease(100, Lease::State::bound, testing::screensNow + 1h);
+        const auto forgotten = lease(101, Lease::State::bound, testing::screensNow + 1h);
         LeaseFile(root / "leases.json").save(LeaseTable({kept, forgotten}, {}));
-        AppModel model(testing::testEnvironment(folder, clock, {testing::wiredCard("en0", 1)}, {}));
+        AppModel model(testing::screensEnvironment(folder, {testing::wiredTestCard("en0")}, {}));
         DashboardWindow window(model);
         window.show();
         model.bootstrap();
@@ -274,7 +273,7 @@ private Q_SLOTS:
             QFAIL("the confirmation has no such button");
         };
         const auto leasesOnFile = [&] {
-            return LeaseFile(root / "leases.json").load(clock.now()).table.leases().size();
+            return LeaseFile(root / "leases.json").load(testing::screensNow).table.leases().size();
         };
 
         askToForget();
@@ -292,12 +291,10 @@ private Q_SLOTS:
 
     void dashboardShowsAFailedStartAsACriticalBannerUntilDismissed() {
         QTemporaryDir folder;
-        testing::ManualClock clock;
-        const testing::LoopbackPort taken;
-        AppModel model(testing::testEnvironment(
-            folder, clock, {testing::wiredCard("en0", 1)},
-            {testing::check(PreflightCheck::ID::wired, PreflightCheck::Status::pass)},
-            taken.port()));
+        const testing::HeldLoopbackPort taken;
+        AppModel model(testing::screensEnvironment(
+            folder, {testing::wiredTestCard("en0")},
+            {{PreflightCheck::ID::wired, PreflightCheck::Status::pass, "ok", {}}}, taken.port()));
         DashboardWindow window(model);
         window.show();
         model.bootstrap();
@@ -315,9 +312,8 @@ private Q_SLOTS:
 
     void dashboardSavesSettingsOnlyOnSave() {
         QTemporaryDir folder;
-        testing::ManualClock clock;
         const auto environment =
-            testing::testEnvironment(folder, clock, {testing::wiredCard("en0", 1)}, {});
+            testing::screensEnvironment(folder, {testing::wiredTestCard("en0")}, {});
         const SettingsFile settings(environment.settingsPath);
         AppModel model(environment);
         DashboardWindow window(model);
@@ -357,9 +353,8 @@ private Q_SLOTS:
 
     void dashboardRunsAFixOnlyOnceConfirmedAndOffersTheTerminalWhenItFails() {
         QTemporaryDir folder;
-        testing::ManualClock clock;
-        auto environment = testing::testEnvironment(
-            folder, clock, {testing::wiredCard("en0", 1)},
+        auto environment = testing::screensEnvironment(
+            folder, {testing::wiredTestCard("en0")},
             {{PreflightCheck::ID::adapterConfigured, PreflightCheck::Status::fail,
               "Card isn't set to 192.168.0.1/24", PreflightCheck::ConfigureAdapter{"Wired 1"}}});
         auto runs = std::make_shared<std::atomic<int>>(0);
