@@ -1,5 +1,6 @@
 #include "core/presence/prober.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string_view>
@@ -253,10 +254,15 @@ ProbeResult Prober::probe(IPv4Address ip, std::chrono::milliseconds timeout) con
 Bytes Prober::echoRequest(std::uint16_t identifier, std::uint16_t sequence) {
     const auto identifierBytes = bigEndianBytes(identifier);
     const auto sequenceBytes = bigEndianBytes(sequence);
-    Bytes message = {
-        echoRequestType, 0, 0, 0, identifierBytes[0], identifierBytes[1], sequenceBytes[0],
-        sequenceBytes[1]};
-    message.insert(message.end(), echoPayload.begin(), echoPayload.end());
+    // Sized once and filled in place: growing the vector by insert trips a false
+    // out-of-bounds warning in GCC 12 at -O3.
+    Bytes message(icmpHeaderSize + echoPayload.size(), 0);
+    message[0] = echoRequestType;
+    message[4] = identifierBytes[0];
+    message[5] = identifierBytes[1];
+    message[6] = sequenceBytes[0];
+    message[7] = sequenceBytes[1];
+    std::copy(echoPayload.begin(), echoPayload.end(), message.begin() + icmpHeaderSize);
     const auto sum = bigEndianBytes(checksum(message));
     message[2] = sum[0];
     message[3] = sum[1];
