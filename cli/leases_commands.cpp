@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <iostream>
+#include <limits>
 
 #include "cli/lease_file_lock.hpp"
 #include "cli/serve_texts.hpp"
