@@ -52,11 +52,11 @@ void AppModel::start() {
         if (error.code() == EADDRINUSE) {
             raisePortInUse(card.bsdName);
         } else {
-            setLastError(error.description());
+            setLastError(app_texts::couldNotStart(card.displayName, error.description()));
         }
         return;
     } catch (const std::exception& error) {
-        setLastError(error.what());
+        setLastError(app_texts::couldNotStart(card.displayName, error.what()));
         return;
     }
     setLastError(std::nullopt);

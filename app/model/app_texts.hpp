@@ -20,6 +20,11 @@ inline std::string settingsInvalid(std::string_view firstProblem) {
            " Open Settings and correct them.";
 }
 
+inline std::string couldNotStart(std::string_view card, std::string_view reason) {
+    return "The server could not start on " + std::string(card) + " (" + std::string(reason) +
+           "). Check that the card is still connected, then press Start again.";
+}
+
 inline constexpr std::string_view logFilterPlaceholder = "Filter (MAC, IP, type)";
 inline constexpr std::string_view clearLogHelp =
     "Clear the on-screen log (the log file keeps everything)";
