@@ -46,7 +46,8 @@ CardPicker::CardPicker(QWidget* parent)
 void CardPicker::setCards(const std::vector<NetworkCard>& offered,
                           const std::optional<std::string>& selectedID) {
     const QSignalBlocker quiet(combo_);
-    if (offered != cards_) {
+    // The first call fills the list even when nothing is offered, to show why.
+    if (offered != cards_ || combo_->count() == 0) {
         cards_ = offered;
         combo_->clear();
         for (const auto& card : cards_) {

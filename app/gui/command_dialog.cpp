@@ -28,7 +28,7 @@ CommandDialog::CommandDialog(QWidget* parent)
     text_->setReadOnly(true);
     text_->setFont(gui_style::monospaceFont());
     text_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
-    text_->setMinimumHeight(QFontMetrics(text_->font()).lineSpacing() * 5);
+    text_->setFixedHeight(QFontMetrics(text_->font()).lineSpacing() * 6);
     run_->setDefault(true);
     run_->setObjectName(QStringLiteral("run"));
     copy_->setObjectName(QStringLiteral("copyTerminalCommand"));
