@@ -184,7 +184,9 @@ QWidget* DashboardWindow::buildMain() {
 
 void DashboardWindow::buildMenus() {
     auto* file = menuBar()->addMenu(gui_texts::fileMenu);
-    file->addAction(gui_texts::settingsAction, this, [this] { model_.setSettingsOpen(true); });
+    // The sheet edits the next run's configuration, so it stays closed while a server runs.
+    settingsAction_ =
+        file->addAction(gui_texts::settingsAction, this, [this] { model_.setSettingsOpen(true); });
     file->addSeparator();
     file->addAction(gui_texts::quitAction, QKeySequence::Quit, qApp, &QApplication::quit);
 
@@ -350,6 +352,7 @@ void DashboardWindow::showControls() {
     cardPicker_->setLocked(running);
     checklist_->setFixesEnabled(!running && !commandRunning);
     settings_->setEnabled(!running);
+    settingsAction_->setEnabled(!running);
     configureCard_->setEnabled(!running && !commandRunning && model_.selectedCard());
     restoreDHCP_->setEnabled(!running && !commandRunning && model_.selectedCard());
     if (running) {

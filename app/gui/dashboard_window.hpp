@@ -106,6 +106,7 @@ private:
     SettingsDialog* settingsDialog_ = nullptr;
     CommandDialog* commandDialog_ = nullptr;
     QMessageBox* confirmation_ = nullptr;
+    QAction* settingsAction_ = nullptr;
     QAction* configureCard_ = nullptr;
     QAction* restoreDHCP_ = nullptr;
     QAction* checkForUpdates_ = nullptr;
