@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Full DISCOVER-OFFER-REQUEST-ACK exchanges per second through the real corvane binary,
 # between two private network namespaces joined by a veth pair, for 1,000 and 10,000
-# simulated clients (bench/dora_load.py). Each size runs twice: with the lease file on the
-# disk and on tmpfs, since the server saves the whole file after every change and the gap
-# between the two is what that costs. Every run is bounded in clients and in time; all
-# traffic stays between the two namespaces, which are removed at the end.
+# simulated clients (bench/dora_load.py). The server saves the whole lease file after every
+# change, so each size runs three times: with the lease file on the disk, on tmpfs, and with
+# no saving at all (a directory stands at the lease file's path, so the server cannot read
+# it and keeps its leases in memory only); the gap to the last is what saving costs. Every
+# run is bounded in clients and in time; all traffic stays between the two namespaces,
+# which are removed at the end.
 set -euo pipefail
 build=${1:?build folder}
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -53,6 +55,9 @@ ip -n "$client_ns" link set bench-cli up
 measure() {
   local clients=$1 folder=$2 label=$3
   rm -rf "${folder:?}"/*
+  if [ "$label" = "not saved" ]; then
+    mkdir "$folder/leases.json"
+  fi
   HOME=$folder XDG_CONFIG_HOME=$folder/config XDG_DATA_HOME=$folder/data \
     XDG_STATE_HOME=$folder/state \
     ip netns exec "$server_ns" "$corvane" serve --interface bench-srv --virtual --no-presence \
@@ -75,12 +80,14 @@ measure() {
   kill -TERM "$server_pid"
   wait "$server_pid" || true
   server_pid=
-  local size
-  size=$(stat -c %s "$folder/leases.json")
+  local size=0
+  if [ -f "$folder/leases.json" ]; then
+    size=$(stat -c %s "$folder/leases.json")
+  fi
   "$python" - "$result" "$label" "$size" <<'EOF'
 import json, sys
 result, label, size = json.loads(sys.argv[1]), sys.argv[2], int(sys.argv[3])
-print(f"{result['clients']:>6} clients  lease file on {label:<5}  "
+print(f"{result['clients']:>6} clients  lease file {label:<9}  "
       f"{result['exchanges_per_second']:>8.1f} DORA/s  "
       f"median {result['median_exchange_ms']} ms  completed {result['completed']}  "
       f"failed {result['failed']}  unfinished {result['unfinished']}  "
@@ -89,6 +96,7 @@ EOF
 }
 
 for clients in $sizes; do
-  measure "$clients" "$disk" disk
-  measure "$clients" "$memory" tmpfs
+  measure "$clients" "$disk" "on disk"
+  measure "$clients" "$memory" "on tmpfs"
+  measure "$clients" "$memory" "not saved"
 done
