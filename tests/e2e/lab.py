@@ -318,6 +318,15 @@ exit 0
 """
 
 
+def read_text(path):
+    """The file's text, or "" while it does not exist."""
+    try:
+        with open(path) as text:
+            return text.read()
+    except FileNotFoundError:
+        return ""
+
+
 def read_environment(path):
     values = {}
     with open(path) as dump:
@@ -355,7 +364,7 @@ def udhcpc(lab, namespace, name="udhcpc", card=CLIENT_CARD, arguments=(), once=T
     """busybox udhcpc. With `once` it runs to its end (quits after the lease, or fails
     after a few tries); otherwise it stays and renews, and the Popen is returned."""
     client = Client(lab, name, UDHCPC_SCRIPT)
-    command = ["busybox", "udhcpc", "-f", "-i", card, "-s", client.script, "-t", "4", "-T", "1",
+    command = ["busybox", "udhcpc", "-f", "-i", card, "-s", client.script, "-t", "5", "-T", "2",
                *arguments]
     if once:
         client.result = lab.run(namespace, command + ["-q", "-n"], timeout=30, check=False)

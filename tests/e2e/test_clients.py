@@ -30,9 +30,11 @@ def udhcpc_view(test, bench):
 def dhclient_view(test, bench):
     client = lab.dhclient(bench, test.client_ns)
     bound = client.wait_dump("BOUND")
+    # dhclient writes its lease file after the script has run.
+    recorded = lab.wait_until(lambda: lab.read_text(client.lease_file).count("}") and
+                              lab.read_text(client.lease_file), 10,
+                              message="dhclient's lease file")
     bench.stop(client.process)
-    with open(client.lease_file) as leases:
-        recorded = leases.read()
     test.assertIn(f"fixed-address {bound['new_ip_address']};", recorded)
     test.assertIn(f"option dhcp-server-identifier {SERVER_IP};", recorded)
     return {"ip": bound["new_ip_address"], "mask": bound["new_subnet_mask"],
