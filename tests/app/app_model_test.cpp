@@ -49,7 +49,7 @@ class AppModelTest : public QObject {
 
     std::unique_ptr<QTemporaryDir> folder;
     std::unique_ptr<ManualClock> clock;
-    std::unique_ptr<LoopbackPort> clientPort;
+    std::unique_ptr<HeldLoopbackPort> clientPort;
     std::unique_ptr<AppModel> model;
 
     // A ready model whose server, once started, runs on loopback.
@@ -78,7 +78,7 @@ private Q_SLOTS:
     void init() {
         folder = std::make_unique<QTemporaryDir>();
         clock = std::make_unique<ManualClock>();
-        clientPort = std::make_unique<LoopbackPort>();
+        clientPort = std::make_unique<HeldLoopbackPort>();
     }
     void cleanup() { model.reset(); }
 
@@ -116,7 +116,7 @@ private Q_SLOTS:
     void startFailuresNeverLeaveAServer() {
         QFETCH(QString, failure);
         QFETCH(QString, lastError);
-        LoopbackPort taken;
+        HeldLoopbackPort taken;
         if (failure == "settings") {
             auto config = ServerConfig::defaultConfig();
             config.serverIP = config.rangeStart;

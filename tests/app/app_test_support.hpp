@@ -6,14 +6,10 @@
 #include <string>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include "app/model/app_model_environment.hpp"
 #include "core/host/network_card.hpp"
 #include "core/host/preflight_check.hpp"
+#include "tests/support/held_loopback_port.hpp"
 
 namespace corvane::testing {
 
@@ -34,28 +30,6 @@ public:
 
 private:
     std::atomic<TimePoint::rep> ticks_{testStart.time_since_epoch().count()};
-};
-
-// A UDP socket on 127.0.0.1 holding a port for as long as it lives.
-class LoopbackPort {
-public:
-    LoopbackPort() : socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
-    }
-    ~LoopbackPort() { ::close(socket_); }
-    LoopbackPort(const LoopbackPort&) = delete;
-    LoopbackPort& operator=(const LoopbackPort&) = delete;
-    std::uint16_t port() const { return port_; }
-
-private:
-    int socket_;
-    std::uint16_t port_ = 0;
 };
 
 // A wired card with link, as the card picker offers it.

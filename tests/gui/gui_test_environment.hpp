@@ -7,42 +7,15 @@
 #include <string>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include "app/model/app_model_environment.hpp"
 #include "core/host/network_card.hpp"
 #include "core/host/preflight_check.hpp"
+#include "tests/support/held_loopback_port.hpp"
 
 namespace corvane::testing {
 
 // 2025-03-01T12:00:00Z: the screens' tests read time only through the model.
 inline constexpr TimePoint screensNow{std::chrono::seconds{1'740'830'400}};
-
-// A UDP socket on 127.0.0.1 holding a port for as long as it lives, so a server told to use
-// that port cannot open it.
-class HeldLoopbackPort {
-public:
-    HeldLoopbackPort() : socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
-    }
-    ~HeldLoopbackPort() { ::close(socket_); }
-    HeldLoopbackPort(const HeldLoopbackPort&) = delete;
-    HeldLoopbackPort& operator=(const HeldLoopbackPort&) = delete;
-    std::uint16_t port() const { return port_; }
-
-private:
-    int socket_;
-    std::uint16_t port_ = 0;
-};
 
 // A wired card with link and a NetworkManager connection named "Wired 1".
 inline NetworkCard wiredTestCard(const std::string& name) {
