@@ -34,23 +34,22 @@ bool precedesByAddress(const Lease& one, const Lease& other) {
 } // namespace
 
 LeaseTable::LeaseTable(std::vector<Lease> leases, std::vector<Quarantine> quarantine)
-    : leases_(std::move(leases)), quarantine_(std::move(quarantine)) {}
+    : leases_(std::move(leases)), quarantine_(std::move(quarantine)), index_(leases_) {}
 
 std::optional<Lease> LeaseTable::lease(const MACAddress& mac) const {
-    const auto found = std::ranges::find(leases_, mac, &Lease::mac);
-    if (found == leases_.end()) {
-        return std::nullopt;
+    if (const auto position = index_.firstOf(mac)) {
+        return leases_[*position];
     }
-    return *found;
+    return std::nullopt;
 }
 
 std::optional<Lease> LeaseTable::holder(IPv4Address ip, TimePoint now) const {
-    const auto found = std::ranges::find_if(
-        leases_, [&](const Lease& lease) { return lease.ip == ip && lease.holdsAddress(now); });
-    if (found == leases_.end()) {
-        return std::nullopt;
+    const auto position = index_.firstAt(
+        ip, [&](std::size_t candidate) { return leases_[candidate].holdsAddress(now); });
+    if (position) {
+        return leases_[*position];
     }
-    return *found;
+    return std::nullopt;
 }
 
 bool LeaseTable::isQuarantined(IPv4Address ip, TimePoint now) const {
@@ -59,21 +58,25 @@ bool LeaseTable::isQuarantined(IPv4Address ip, TimePoint now) const {
 }
 
 void LeaseTable::upsert(const Lease& lease) {
-    const auto found = std::ranges::find(leases_, lease.mac, &Lease::mac);
-    if (found == leases_.end()) {
-        leases_.push_back(lease);
-    } else {
-        *found = lease;
+    if (const auto position = index_.firstOf(lease.mac)) {
+        auto& record = leases_[*position];
+        index_.readdressed(*position, record.ip, lease.ip);
+        record = lease;
+        return;
     }
+    leases_.push_back(lease);
+    index_.appended(leases_.size() - 1, leases_.back());
 }
 
 std::optional<Lease> LeaseTable::remove(const MACAddress& mac) {
-    const auto found = std::ranges::find(leases_, mac, &Lease::mac);
-    if (found == leases_.end()) {
+    const auto position = index_.firstOf(mac);
+    if (!position) {
         return std::nullopt;
     }
+    const auto found = leases_.begin() + static_cast<std::ptrdiff_t>(*position);
     auto removed = std::move(*found);
     leases_.erase(found);
+    index_.erased(*position, removed, leases_);
     return removed;
 }
 
@@ -87,8 +90,12 @@ void LeaseTable::pruneQuarantine(TimePoint now) {
 }
 
 int LeaseTable::clearInactive(TimePoint now) {
-    return static_cast<int>(
-        std::erase_if(leases_, [&](const Lease& lease) { return !lease.holdsAddress(now); }));
+    const auto removed =
+        std::erase_if(leases_, [&](const Lease& lease) { return !lease.holdsAddress(now); });
+    if (removed > 0) {
+        index_.rebuild(leases_);
+    }
+    return static_cast<int>(removed);
 }
 
 std::vector<Lease> LeaseTable::dropOutside(const AddressRange& range) {
@@ -99,6 +106,9 @@ std::vector<Lease> LeaseTable::dropOutside(const AddressRange& range) {
         (range.contains(lease.ip) ? kept : dropped).push_back(std::move(lease));
     }
     leases_ = std::move(kept);
+    if (!dropped.empty()) {
+        index_.rebuild(leases_);
+    }
     return dropped;
 }
 
