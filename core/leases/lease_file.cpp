@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "core/address/address_json.hpp"
+#include "core/leases/lease_document.hpp"
 
 namespace corvane {
 
@@ -190,17 +191,6 @@ std::string temporaryName(const fs::path& target) {
     return name;
 }
 
-std::string encodeContents(const LeaseTable& table) {
-    json document = json::object();
-    document["version"] = LeaseFile::currentVersion;
-    document["leases"] = table.leases();
-    document["quarantine"] = table.quarantine();
-    // nlohmann's objects keep their keys sorted, which makes the file stable under
-    // re-saving. Texts from devices may carry invalid UTF-8; replacing those bytes costs
-    // less than losing the whole save.
-    return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
-}
-
 std::optional<std::string> lookUpEnvironment(std::string_view name) {
     const char* value = std::getenv(std::string(name).c_str());
     if (value == nullptr) {
@@ -263,7 +253,7 @@ void LeaseFile::save(const LeaseTable& table) const {
     if (folderError) {
         throw LeaseFileError::couldNotCreateFolder(folder, folderError);
     }
-    const auto content = encodeContents(table);
+    const auto content = encodeLeaseDocument(table, currentVersion);
     const auto temporary = folder / temporaryName(path_);
     if (const int error = writeNewFile(temporary, content); error != 0) {
         throw LeaseFileError::couldNotWrite(path_, error);
