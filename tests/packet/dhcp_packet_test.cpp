@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -31,52 +30,32 @@ Bytes text(std::string_view characters) {
 }
 
 const Bytes clientMAC = {0x7e, 0xcb, 0x25, 0x98, 0x0c, 0x76};
+const Bytes cookie = {99, 130, 83, 99};
+// A default packet up to and with the magic cookie: an Ethernet BOOTREQUEST, all else zero.
+const Bytes defaultHeader = concat({{1, 1, 6, 0}, zeros(232), cookie});
+
+// A fresh request's header from `clientMAC`: BOOTREQUEST, Ethernet, hlen 6, no hops, the
+// xid, zero secs, flags and addresses, the MAC padded to 16 bytes, no server name or file.
+Bytes requestHeader(const Bytes& xid) {
+    return concat(
+        {{0x01, 0x01, 0x06, 0x00}, xid, zeros(4 + 16), clientMAC, zeros(10 + 192), cookie});
+}
 
 // A DISCOVER as busybox udhcpc 1.35 sent it (-x hostname:corvane-camera -V "acme-camera 2.1").
 const Bytes udhcpcDiscoverWire = concat({
-    {0x01},                                      // op: BOOTREQUEST
-    {0x01},                                      // htype: Ethernet
-    {0x06},                                      // hlen
-    {0x00},                                      // hops
-    {0x22, 0x5e, 0xf4, 0x7f},                    // xid
-    {0x00, 0x00},                                // secs
-    {0x00, 0x00},                                // flags: no broadcast bit
-    zeros(16),                                   // ciaddr, yiaddr, siaddr, giaddr
-    concat({clientMAC, zeros(10)}),              // chaddr
-    zeros(192),                                  // sname and file
-    {99, 130, 83, 99},                           // magic cookie
+    requestHeader({0x22, 0x5e, 0xf4, 0x7f}),
     {53, 1, 1},                                  // message type: DISCOVER
     {57, 2, 0x02, 0x40},                         // maximum message size: 576
     {55, 7, 1, 3, 6, 12, 15, 28, 42},            // parameter request list
     concat({{12, 14}, text("corvane-camera")}),  // host name
     concat({{60, 15}, text("acme-camera 2.1")}), // vendor class
     concat({{61, 7, 0x01}, clientMAC}),          // client id: hardware type 1 and the MAC
-    {255},                                       // end
-    {0},                                         // pad to 300 bytes
+    {255, 0},                                    // end, pad to 300 bytes
 });
-
-DHCPPacket udhcpcDiscoverObject() {
-    DHCPPacket packet;
-    packet.xid = 0x225ef47f;
-    packet.chaddr = concat({clientMAC, zeros(10)});
-    packet.options = {{53, {1}},
-                      {57, {0x02, 0x40}},
-                      {55, {1, 3, 6, 12, 15, 28, 42}},
-                      {12, text("corvane-camera")},
-                      {60, text("acme-camera 2.1")},
-                      {61, concat({{0x01}, clientMAC})}};
-    return packet;
-}
 
 // An INIT-REBOOT REQUEST as ISC dhclient 4.4.3 sent it for a remembered lease.
 const Bytes dhclientRequestWire = concat({
-    {0x01, 0x01, 0x06, 0x00},                                   // op, htype, hlen, hops
-    {0x11, 0x31, 0x35, 0x3c},                                   // xid
-    {0x00, 0x00, 0x00, 0x00},                                   // secs, flags
-    zeros(16),                                                  // ciaddr, yiaddr, siaddr, giaddr
-    concat({clientMAC, zeros(10)}),                             // chaddr
-    zeros(192),                                                 // sname and file
-    {99, 130, 83, 99},                                          // magic cookie
+    requestHeader({0x11, 0x31, 0x35, 0x3c}),
     {53, 1, 3},                                                 // message type: REQUEST
     {50, 4, 10, 77, 0, 60},                                     // requested address 10.77.0.60
     concat({{12, 2}, text("vm")}),                              // host name
@@ -85,16 +64,22 @@ const Bytes dhclientRequestWire = concat({
     zeros(31),                                                  // pad to 300 bytes
 });
 
-DHCPPacket dhclientRequestObject() {
+// A request from `clientMAC` as an object.
+DHCPPacket requestWith(std::vector<DHCPOptionField> options, std::uint32_t xid = 0) {
     DHCPPacket packet;
-    packet.xid = 0x1131353c;
+    packet.xid = xid;
     packet.chaddr = concat({clientMAC, zeros(10)});
-    packet.options = {{53, {3}},
-                      {50, {10, 77, 0, 60}},
-                      {12, text("vm")},
-                      {55, {1, 28, 2, 3, 15, 6, 119, 12, 44, 47, 26, 121, 42}}};
+    packet.options = std::move(options);
     return packet;
 }
+
+const DHCPPacket udhcpcDiscover = requestWith({{53, {1}},
+                                               {57, {0x02, 0x40}},
+                                               {55, {1, 3, 6, 12, 15, 28, 42}},
+                                               {12, text("corvane-camera")},
+                                               {60, text("acme-camera 2.1")},
+                                               {61, concat({{0x01}, clientMAC})}},
+                                              0x225ef47f);
 
 DHCPPacket parsed(const Bytes& datagram) {
     auto result = DHCPPacket::parse(datagram);
@@ -115,10 +100,15 @@ TEST(DHCPPacketGolden, RealClientPacketsMatchTheirObjectsBothWays) {
         std::optional<IPv4Address> requestedIP;
     };
     const Case cases[] = {
-        {"udhcpc DISCOVER", udhcpcDiscoverWire, udhcpcDiscoverObject(), DHCPMessageType::discover,
+        {"udhcpc DISCOVER", udhcpcDiscoverWire, udhcpcDiscover, DHCPMessageType::discover,
          "corvane-camera", "acme-camera 2.1", "01:7e:cb:25:98:0c:76", std::nullopt},
-        {"dhclient REQUEST", dhclientRequestWire, dhclientRequestObject(), DHCPMessageType::request,
-         "vm", std::nullopt, std::nullopt, IPv4Address(10, 77, 0, 60)},
+        {"dhclient REQUEST", dhclientRequestWire,
+         requestWith({{53, {3}},
+                      {50, {10, 77, 0, 60}},
+                      {12, text("vm")},
+                      {55, {1, 28, 2, 3, 15, 6, 119, 12, 44, 47, 26, 121, 42}}},
+                     0x1131353c),
+         DHCPMessageType::request, "vm", std::nullopt, std::nullopt, IPv4Address(10, 77, 0, 60)},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -153,8 +143,8 @@ TEST(DHCPPacketGolden, EveryCapturedClientDatagramRoundTripsByteForByte) {
     EXPECT_GE(captures, 6);
 }
 
-Bytes datagram(std::initializer_list<Bytes> options, std::size_t headerBytes = 236) {
-    return concat({zeros(headerBytes), {99, 130, 83, 99}, concat(options)});
+Bytes datagram(std::initializer_list<Bytes> options) {
+    return concat({zeros(236), cookie, concat(options)});
 }
 
 TEST(DHCPPacketParse, BoundariesAndOptionWalk) {
@@ -208,87 +198,63 @@ TEST(DHCPPacketParse, KeepsAllSixteenChaddrBytesAndSkipsServerNameAndFile) {
     EXPECT_EQ(packet.serialize(0)[44], 0);
 }
 
-DHCPPacket withOptions(std::vector<DHCPOptionField> options) {
-    DHCPPacket packet;
-    packet.options = std::move(options);
-    return packet;
-}
-
-TEST(DHCPPacketAccessors, MalformedOptionsGiveNoValue) {
-    EXPECT_FALSE(withOptions({{53, {1, 1}}}).messageType()) << "two-byte message type";
-    EXPECT_FALSE(withOptions({{53, {}}}).messageType()) << "empty message type";
-    EXPECT_FALSE(withOptions({{53, {9}}}).messageType()) << "message type 9";
-    EXPECT_EQ(withOptions({{53, {8}}}).messageType(), DHCPMessageType::inform);
-    EXPECT_EQ(withOptions({{53, {7}}, {53, {1}}}).messageType(), DHCPMessageType::release)
+TEST(DHCPPacketAccessors, MalformedFieldsGiveNoValue) {
+    EXPECT_FALSE(requestWith({{53, {1, 1}}}).messageType()) << "two-byte message type";
+    EXPECT_FALSE(requestWith({{53, {}}}).messageType()) << "empty message type";
+    EXPECT_FALSE(requestWith({{53, {9}}}).messageType()) << "message type 9";
+    EXPECT_EQ(requestWith({{53, {8}}}).messageType(), DHCPMessageType::inform);
+    EXPECT_EQ(requestWith({{53, {7}}, {53, {1}}}).messageType(), DHCPMessageType::release)
         << "the first of duplicates wins";
-    EXPECT_FALSE(withOptions({{50, {10, 0, 0}}}).requestedIP()) << "three-byte address";
-    EXPECT_FALSE(withOptions({{54, {10, 0, 0, 1, 5}}}).serverID()) << "five-byte address";
-    EXPECT_EQ(withOptions({{54, {10, 0, 0, 1}}}).serverID(), IPv4Address(10, 0, 0, 1));
-    EXPECT_EQ(withOptions({{61, {}}}).clientID(), "") << "empty client id";
-    EXPECT_EQ(withOptions({{61, Bytes(40, 0xFF)}}).clientID()->size(), 40u * 3 - 1)
+    EXPECT_FALSE(requestWith({{50, {10, 0, 0}}}).requestedIP()) << "three-byte address";
+    EXPECT_FALSE(requestWith({{54, {10, 0, 0, 1, 5}}}).serverID()) << "five-byte address";
+    EXPECT_EQ(requestWith({{54, {10, 0, 0, 1}}}).serverID(), IPv4Address(10, 0, 0, 1));
+    EXPECT_EQ(requestWith({{61, {}}}).clientID(), "") << "empty client id";
+    EXPECT_EQ(requestWith({{61, Bytes(40, 0xFF)}}).clientID()->size(), 40u * 3 - 1)
         << "client id has no length limit";
-}
-
-TEST(DHCPPacketAccessors, MACOnlyForSixByteHardwareAddresses) {
-    DHCPPacket packet = udhcpcDiscoverObject();
-    EXPECT_EQ(packet.mac()->description(), "7e:cb:25:98:0c:76");
+    auto packet = udhcpcDiscover;
     packet.hlen = 16;
-    EXPECT_FALSE(packet.mac());
+    EXPECT_FALSE(packet.mac()) << "MAC only for six-byte hardware addresses";
     packet.hlen = 6;
     packet.chaddr = {1, 2, 3, 4, 5};
-    EXPECT_FALSE(packet.mac());
+    EXPECT_FALSE(packet.mac()) << "five-byte chaddr";
 }
 
-TEST(DHCPPacketSerialize, DefaultPacketEndsAndPadsToTheMinimum) {
-    const DHCPPacket packet;
-    const auto bare = packet.serialize(0);
-    ASSERT_EQ(bare.size(), 241u);
-    EXPECT_EQ(bare[240], OptionCode::end);
-    EXPECT_EQ((Bytes(bare.begin(), bare.begin() + 4)), (Bytes{1, 1, 6, 0}));
-    EXPECT_EQ((Bytes(bare.begin() + 236, bare.begin() + 240)), (Bytes{99, 130, 83, 99}));
-    EXPECT_TRUE(std::all_of(bare.begin() + 4, bare.begin() + 236, [](auto b) { return b == 0; }));
-
-    const auto reply = packet.serialize(DHCPPacket::minimumReplyLength);
-    ASSERT_EQ(reply.size(), 300u);
-    EXPECT_EQ(reply[240], OptionCode::end);
-    EXPECT_TRUE(std::all_of(reply.begin() + 241, reply.end(), [](auto b) { return b == 0; }));
-
-    EXPECT_EQ(udhcpcDiscoverObject().serialize(100).size(), 299u);
+TEST(DHCPPacketSerialize, DefaultPacketEndsAndPadsToTheMinimumButIsNeverCut) {
+    const Bytes bare = concat({defaultHeader, {OptionCode::end}});
+    EXPECT_EQ(DHCPPacket().serialize(0), bare);
+    EXPECT_EQ(DHCPPacket().serialize(DHCPPacket::minimumReplyLength), concat({bare, zeros(59)}));
+    EXPECT_EQ(udhcpcDiscover.serialize(100).size(), 299u);
 }
 
 TEST(DHCPPacketSerialize, HeaderFieldsInNetworkOrderAndChaddrCutOrPadded) {
-    DHCPPacket packet;
-    packet.op = 2;
-    packet.xid = 0x01020304;
-    packet.secs = 0x0506;
-    packet.flags = 0x8000;
-    packet.ciaddr = IPv4Address(10, 0, 0, 1);
-    packet.yiaddr = IPv4Address(10, 0, 0, 2);
-    packet.siaddr = IPv4Address(10, 0, 0, 3);
-    packet.giaddr = IPv4Address(10, 0, 0, 4);
-    packet.chaddr = clientMAC;
-    const auto wire = packet.serialize(0);
-    EXPECT_EQ((Bytes(wire.begin(), wire.begin() + 28)),
-              (Bytes{2, 1, 6,  0, 1, 2, 3,  4, 5, 6, 0x80, 0, 10, 0,
-                     0, 1, 10, 0, 0, 2, 10, 0, 0, 3, 10,   0, 0,  4}));
-    EXPECT_EQ((Bytes(wire.begin() + 28, wire.begin() + 44)), concat({clientMAC, zeros(10)}));
-
-    Bytes twenty(20);
-    std::iota(twenty.begin(), twenty.end(), std::uint8_t{1});
-    packet.chaddr = twenty;
-    const auto cut = packet.serialize(0);
-    EXPECT_EQ(cut.size(), 241u);
-    EXPECT_EQ((Bytes(cut.begin() + 28, cut.begin() + 44)),
-              Bytes(twenty.begin(), twenty.begin() + 16));
+    DHCPPacket packet{.op = 2,
+                      .xid = 0x01020304,
+                      .secs = 0x0506,
+                      .flags = 0x8000,
+                      .ciaddr = IPv4Address(10, 0, 0, 1),
+                      .yiaddr = IPv4Address(10, 0, 0, 2),
+                      .siaddr = IPv4Address(10, 0, 0, 3),
+                      .giaddr = IPv4Address(10, 0, 0, 4),
+                      .chaddr = concat({clientMAC, zeros(10)}),
+                      .options = {}};
+    const Bytes header = {2, 1, 6,  0, 1, 2, 3,  4, 5, 6, 0x80, 0, 10, 0,
+                          0, 1, 10, 0, 0, 2, 10, 0, 0, 3, 10,   0, 0,  4};
+    const Bytes tail = concat({zeros(192), cookie, {OptionCode::end}});
+    EXPECT_EQ(packet.serialize(0), concat({header, packet.chaddr, tail}));
+    EXPECT_EQ(parsed(packet.serialize(0)), packet);
+    packet.chaddr = {1, 2, 3, 4, 5, 6};
+    EXPECT_EQ(packet.serialize(0), concat({header, packet.chaddr, zeros(10), tail}));
+    packet.chaddr.resize(20);
+    std::iota(packet.chaddr.begin(), packet.chaddr.end(), std::uint8_t{1});
+    EXPECT_EQ(packet.serialize(0),
+              concat({header, Bytes(packet.chaddr.begin(), packet.chaddr.begin() + 16), tail}));
 }
 
 TEST(DHCPPacketSerialize, WritesListedOptionsAsTheyStand) {
     DHCPPacket packet;
     packet.options = {{OptionCode::pad, {7}}, {OptionCode::end, {}}, {200, Bytes(255, 'z')}};
-    const auto wire = packet.serialize(0);
-    EXPECT_EQ((Bytes(wire.begin() + 240, wire.begin() + 246)), (Bytes{0, 1, 7, 255, 0, 200}));
-    EXPECT_EQ(wire[246], 255);
-    EXPECT_EQ(wire.size(), 240u + 3 + 2 + 2 + 255 + 1);
+    EXPECT_EQ(packet.serialize(0),
+              concat({defaultHeader, {0, 1, 7, 255, 0, 200, 255}, Bytes(255, 'z'), {255}}));
 }
 
 TEST(DHCPPacketSetOption, ReplacesInPlaceOrAppends) {
