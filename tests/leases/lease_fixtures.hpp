@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/address/ipv4_address.hpp"
 #include "core/address/mac_address.hpp"
@@ -40,6 +42,20 @@ inline Lease makeLease(const MACAddress& mac, IPv4Address ip, Lease::State state
 
 inline Lease boundUntil(const MACAddress& mac, std::string_view ip, std::int64_t secondsLeft) {
     return makeLease(mac, address(ip), Lease::State::bound, secondsFromNow(secondsLeft));
+}
+
+inline Lease named(Lease lease, std::string hostname) {
+    lease.hostname = std::move(hostname);
+    return lease;
+}
+
+// The records' host names in list order, "-" for none.
+inline std::vector<std::string> hostnamesOf(const std::vector<Lease>& leases) {
+    std::vector<std::string> names;
+    for (const auto& lease : leases) {
+        names.push_back(lease.hostname.value_or("-"));
+    }
+    return names;
 }
 
 } // namespace corvane::testing

@@ -12,73 +12,119 @@ namespace {
 using namespace corvane::testing;
 using State = Lease::State;
 
-// Every lookup answered by walking the list, as the table's rules read.
-std::optional<Lease> literalLease(const LeaseTable& table, const MACAddress& mac) {
-    for (const auto& lease : table.leases()) {
-        if (lease.mac == mac) {
-            return lease;
-        }
-    }
-    return std::nullopt;
-}
+// The table's rules read literally, over a plain list with no index: every change and
+// every lookup walks the list from the front.
+class LiteralTable {
+public:
+    explicit LiteralTable(std::vector<Lease> leases) : leases(std::move(leases)) {}
 
-std::optional<Lease> literalHolder(const LeaseTable& table, IPv4Address ip, TimePoint at) {
-    for (const auto& lease : table.leases()) {
-        if (lease.ip == ip && lease.holdsAddress(at)) {
-            return lease;
+    std::vector<Lease>::iterator firstOf(const MACAddress& mac) {
+        return std::ranges::find(leases, mac, &Lease::mac);
+    }
+    std::optional<Lease> lease(const MACAddress& mac) {
+        const auto found = firstOf(mac);
+        return found == leases.end() ? std::nullopt : std::optional(*found);
+    }
+    std::optional<Lease> holder(IPv4Address ip, TimePoint at) const {
+        for (const auto& lease : leases) {
+            if (lease.ip == ip && lease.holdsAddress(at)) {
+                return lease;
+            }
+        }
+        return std::nullopt;
+    }
+    void upsert(const Lease& lease) {
+        if (const auto found = firstOf(lease.mac); found != leases.end()) {
+            *found = lease;
+        } else {
+            leases.push_back(lease);
         }
     }
-    return std::nullopt;
-}
+    std::optional<Lease> remove(const MACAddress& mac) {
+        const auto removed = lease(mac);
+        if (removed) {
+            leases.erase(firstOf(mac));
+        }
+        return removed;
+    }
+    int clearInactive(TimePoint at) {
+        return static_cast<int>(
+            std::erase_if(leases, [&](const Lease& lease) { return !lease.holdsAddress(at); }));
+    }
+    std::vector<Lease> dropOutside(const AddressRange& range) {
+        std::vector<Lease> dropped;
+        std::ranges::copy_if(leases, std::back_inserter(dropped),
+                             [&](const Lease& lease) { return !range.contains(lease.ip); });
+        std::erase_if(leases, [&](const Lease& lease) { return !range.contains(lease.ip); });
+        return dropped;
+    }
+
+    std::vector<Lease> leases;
+};
 
 // Random runs of every change the table offers, over a handful of clients and addresses so
 // that records collide, move between addresses, repeat a client (as a table read from
-// elsewhere may) and get removed from the middle. After each change every lookup must agree
-// with a walk over the list.
-TEST(LeaseTableIndex, LookupsAgreeWithAWalkOverTheListAfterEveryChange) {
+// elsewhere may) and get removed from the middle; expiries and the instants asked about fall
+// just before, at and after each other. After each change the list, what the change
+// returned, and every lookup must agree with the literal table, and the quarantine is left
+// alone.
+TEST(LeaseTableIndex, ChangesAndLookupsAgreeWithTheLiteralRulesAfterEveryChange) {
     std::mt19937_64 random(0x1DE7'7AB1EULL);
     const auto below = [&](std::uint32_t bound) {
         return static_cast<std::uint32_t>(random() % bound);
     };
+    const auto randomMAC = [&] { return macNumbered(static_cast<std::uint8_t>(below(8))); };
     const auto randomAddress = [&] { return IPv4Address(address("10.0.0.1").value() + below(6)); };
+    const auto randomInstant = [&] { return secondsFromNow(static_cast<int>(below(5)) - 2); };
     const auto randomLease = [&] {
-        return makeLease(macNumbered(static_cast<std::uint8_t>(below(8))), randomAddress(),
-                         static_cast<State>(below(4)),
-                         secondsFromNow(static_cast<int>(below(5)) - 2));
+        auto lease =
+            makeLease(randomMAC(), randomAddress(), static_cast<State>(below(4)), randomInstant());
+        lease.hostname = std::to_string(random());
+        return lease;
     };
+    const std::vector quarantine{Quarantine{address("10.0.0.3"), now, macNumbered(1)}};
     for (int run = 0; run < 300; ++run) {
         std::vector<Lease> initial;
         for (auto count = below(10); count > 0; --count) {
             initial.push_back(randomLease());
         }
-        LeaseTable table(initial, {});
+        LeaseTable table(initial, quarantine);
+        LiteralTable literal(initial);
         for (int step = 0; step < 40; ++step) {
+            SCOPED_TRACE("run " + std::to_string(run) + " step " + std::to_string(step));
             switch (below(5)) {
             case 0:
-            case 1:
-                table.upsert(randomLease());
-                break;
-            case 2:
-                table.remove(macNumbered(static_cast<std::uint8_t>(below(8))));
-                break;
-            case 3:
-                table.clearInactive(secondsFromNow(static_cast<int>(below(5)) - 2));
-                break;
-            default:
-                table.dropOutside(AddressRange::ordered(randomAddress(), randomAddress()));
+            case 1: {
+                const auto lease = randomLease();
+                table.upsert(lease);
+                literal.upsert(lease);
                 break;
             }
+            case 2: {
+                const auto mac = randomMAC();
+                ASSERT_EQ(table.remove(mac), literal.remove(mac));
+                break;
+            }
+            case 3: {
+                const auto at = randomInstant();
+                ASSERT_EQ(table.clearInactive(at), literal.clearInactive(at));
+                break;
+            }
+            default: {
+                const auto range = AddressRange::ordered(randomAddress(), randomAddress());
+                ASSERT_EQ(table.dropOutside(range), literal.dropOutside(range));
+                break;
+            }
+            }
+            ASSERT_EQ(table, LeaseTable(literal.leases, quarantine));
             for (std::uint8_t number = 0; number < 8; ++number) {
-                ASSERT_EQ(table.lease(macNumbered(number)),
-                          literalLease(table, macNumbered(number)))
-                    << "run " << run << " step " << step;
+                ASSERT_EQ(table.lease(macNumbered(number)), literal.lease(macNumbered(number)));
             }
             for (int offset = -2; offset <= 2; ++offset) {
-                const auto at = secondsFromNow(offset);
                 for (std::uint32_t host = 1; host <= 6; ++host) {
                     const IPv4Address ip(address("10.0.0.0").value() + host);
-                    ASSERT_EQ(table.holder(ip, at), literalHolder(table, ip, at))
-                        << "run " << run << " step " << step;
+                    ASSERT_EQ(table.holder(ip, secondsFromNow(offset)),
+                              literal.holder(ip, secondsFromNow(offset)));
                 }
             }
         }
