@@ -95,15 +95,13 @@ public:
         pool = {IPv4Address(base), IPv4Address(base + poolSizes[below(8)] - 1)};
         const auto count = below(20);
         for (std::uint32_t index = 0; index < count; ++index) {
-            leases.push_back(Lease{.mac = macNumbered(static_cast<std::uint8_t>(below(6))),
-                                   .ip = nearbyAddress(),
-                                   .state = static_cast<State>(below(4)),
-                                   .expiresAt = secondsFromNow(static_cast<int>(below(7)) - 3),
-                                   .hostname = std::nullopt,
-                                   .vendorClass = std::nullopt,
-                                   .clientID = std::nullopt,
-                                   .firstSeen = secondsFromNow(-10),
-                                   .lastSeen = secondsFromNow(-static_cast<int>(below(4)))});
+            // One draw per statement, so the world does not depend on argument order.
+            const auto mac = macNumbered(static_cast<std::uint8_t>(below(6)));
+            const auto ip = nearbyAddress();
+            const auto state = static_cast<State>(below(4));
+            const auto expiresAt = secondsFromNow(static_cast<int>(below(7)) - 3);
+            leases.push_back(
+                makeLease(mac, ip, state, expiresAt, secondsFromNow(-static_cast<int>(below(4)))));
         }
         client = macNumbered(static_cast<std::uint8_t>(below(6)));
         if (below(2) == 0) {
@@ -120,15 +118,10 @@ public:
     bool holderIsOffline(IPv4Address ip) const { return offline.contains(ip); }
 
     std::string describe() const {
-        std::string text = "client " + client.description() + ", pool " + pool.first.description() +
-                           "-" + pool.last.description() + ", requested " +
-                           (requested ? requested->description() : "none") + ", leases:";
-        for (const auto& lease : leases) {
-            text += " [" + lease.mac.description() + " " + lease.ip.description() + " state " +
-                    std::to_string(static_cast<int>(lease.state)) + " expires " +
-                    std::to_string((lease.expiresAt - now) / std::chrono::seconds(1)) + "]";
-        }
-        return text;
+        return "client " + client.description() + ", pool " + pool.first.description() + "-" +
+               pool.last.description() + ", requested " +
+               (requested ? requested->description() : "none") +
+               ", leases: " + nlohmann::json(leases).dump();
     }
 
     AddressRange pool;
