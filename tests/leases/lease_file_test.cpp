@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 
@@ -34,6 +35,17 @@ std::string localStamp(TimePoint at) {
     char text[32];
     std::strftime(text, sizeof text, "%Y%m%d-%H%M%S", &local);
     return text;
+}
+
+// Runs `action`, which must fail with exactly `expected`'s text and error number.
+void expectFailure(const std::function<void()>& action, const LeaseFileError& expected) {
+    try {
+        action();
+        ADD_FAILURE() << "no failure; expected: " << expected.what();
+    } catch (const LeaseFileError& error) {
+        EXPECT_STREQ(error.what(), expected.what());
+        EXPECT_EQ(error.errorNumber(), expected.errorNumber());
+    }
 }
 
 class LeaseFileTest : public ::testing::Test {
@@ -176,7 +188,8 @@ TEST_F(LeaseFileTest, SettingAsideNeverReplacesAnEarlierSetAsideFile) {
     const auto first = LeaseFile(leasesPath()).load(now).setAsideURL;
     ASSERT_TRUE(first);
     writeFile(leasesPath(), "second");
-    EXPECT_THROW((void)LeaseFile(leasesPath()).load(now), LeaseFileError);
+    expectFailure([&] { (void)LeaseFile(leasesPath()).load(now); },
+                  LeaseFileError::couldNotSetAside(leasesPath(), *first, EEXIST));
     EXPECT_EQ(readFile(*first), "first");
     EXPECT_EQ(readFile(leasesPath()), "second");
     const auto later = LeaseFile(leasesPath()).load(secondsFromNow(1)).setAsideURL;
@@ -186,10 +199,9 @@ TEST_F(LeaseFileTest, SettingAsideNeverReplacesAnEarlierSetAsideFile) {
 
 TEST_F(LeaseFileTest, KeepsTheMostRecentlySeenRecordPerClientAtItsFirstPlace) {
     const auto seen = [](std::uint8_t mac, const char* name, std::int64_t secondsAgo) {
-        auto lease = makeLease(macNumbered(mac), address("10.0.0.5"), Lease::State::bound,
-                               secondsFromNow(60), secondsFromNow(-secondsAgo));
-        lease.hostname = name;
-        return lease;
+        return named(makeLease(macNumbered(mac), address("10.0.0.5"), Lease::State::bound,
+                               secondsFromNow(60), secondsFromNow(-secondsAgo)),
+                     name);
     };
     const LeaseFile file(leasesPath());
     // A table built directly may hold duplicates, as a hand-edited file can.
@@ -197,87 +209,58 @@ TEST_F(LeaseFileTest, KeepsTheMostRecentlySeenRecordPerClientAtItsFirstPlace) {
                           seen(3, "three, first", 7), seen(1, "one, newer", 20),
                           seen(3, "three, tie", 7)},
                          {}));
-    const auto loaded = file.load(now);
-    std::vector<std::string> names;
-    for (const auto& lease : loaded.table.leases()) {
-        names.push_back(*lease.hostname);
-    }
-    EXPECT_EQ(names, (std::vector<std::string>{"one, newest", "two", "three, first"}));
+    EXPECT_EQ(hostnamesOf(file.load(now).table.leases()),
+              (std::vector<std::string>{"one, newest", "two", "three, first"}));
 }
 
-TEST_F(LeaseFileTest, FailedRenameKeepsWhatStoodThereAndReportsIt) {
+TEST_F(LeaseFileTest, FailedSaveKeepsWhatStoodThereAndSaysWhy) {
+    // The rename over a folder fails; the message names the file by its last component.
     fs::create_directory(leasesPath());
     writeFile(leasesPath() / "keep", "kept");
-    try {
-        LeaseFile(leasesPath()).save(sampleTable());
-        FAIL() << "saved over a directory";
-    } catch (const LeaseFileError& error) {
-        EXPECT_STREQ(error.what(), "Could not replace leases.json: Is a directory");
-        EXPECT_EQ(error.errorNumber(), EISDIR);
-    }
+    expectFailure([&] { LeaseFile(leasesPath()).save(sampleTable()); },
+                  LeaseFileError::couldNotReplace(leasesPath(), EISDIR));
+    EXPECT_STREQ(LeaseFileError::couldNotReplace(leasesPath(), EISDIR).what(),
+                 "Could not replace leases.json: Is a directory");
     EXPECT_EQ(readFile(leasesPath() / "keep"), "kept");
-    EXPECT_EQ(folderListing(), std::vector<std::string>{"leases.json"});
-}
 
-TEST_F(LeaseFileTest, FailedWriteKeepsThePreviousFile) {
     // The temporary name is longer than the file's own, so here only it is too long.
     const auto longPath = folder() / (std::string(240, 'l') + ".json");
     writeFile(longPath, "previous");
-    try {
-        LeaseFile(longPath).save(sampleTable());
-        FAIL() << "wrote a file whose name is too long";
-    } catch (const LeaseFileError& error) {
-        EXPECT_STREQ(error.what(), LeaseFileError::couldNotWrite(longPath, ENAMETOOLONG).what());
-    }
+    expectFailure([&] { LeaseFile(longPath).save(sampleTable()); },
+                  LeaseFileError::couldNotWrite(longPath, ENAMETOOLONG));
     EXPECT_EQ(readFile(longPath), "previous");
-    EXPECT_EQ(folderListing(), std::vector<std::string>{longPath.filename().string()});
-}
 
-TEST_F(LeaseFileTest, FolderThatCannotBeCreatedIsReported) {
     writeFile(folder() / "plain", "a file, not a folder");
-    const LeaseFile file(folder() / "plain" / "corvane" / "leases.json");
-    EXPECT_THROW(file.save(sampleTable()), LeaseFileError);
-    EXPECT_EQ(readFile(folder() / "plain"), "a file, not a folder");
+    const auto notAFolder = folder() / "plain" / "corvane";
+    expectFailure([&] { LeaseFile(notAFolder / "leases.json").save(sampleTable()); },
+                  LeaseFileError::couldNotCreateFolder(
+                      notAFolder, std::make_error_code(std::errc::not_a_directory)));
+    EXPECT_EQ(folderListing(),
+              (std::vector<std::string>{"leases.json", longPath.filename().string(), "plain"}));
 }
 
 TEST_F(LeaseFileTest, ReadFailureNamesTheFileAndTheReasonAndMovesNothing) {
     fs::create_directory(leasesPath());
-    try {
-        (void)LeaseFile(leasesPath()).load(now);
-        FAIL() << "read a directory as a lease file";
-    } catch (const LeaseFileError& error) {
-        EXPECT_STREQ(error.what(), LeaseFileError::couldNotRead(leasesPath(), EISDIR).what());
-        EXPECT_NE(std::string(error.what()).find(leasesPath().string() + ": Is a directory."),
-                  std::string::npos);
-    }
+    expectFailure([&] { (void)LeaseFile(leasesPath()).load(now); },
+                  LeaseFileError::couldNotRead(leasesPath(), EISDIR));
+    EXPECT_NE(std::string(LeaseFileError::couldNotRead(leasesPath(), EISDIR).what())
+                  .find(leasesPath().string() + ": Is a directory."),
+              std::string::npos);
     EXPECT_EQ(folderListing(), std::vector<std::string>{"leases.json"});
 }
 
-TEST(LeaseFileDefaultPath, FollowsTheXDGDataHome) {
-    struct Case {
-        const char* rule;
-        std::map<std::string_view, std::string> environment;
-        const char* expected;
+TEST(LeaseFileDefaultPath, FollowsTheXDGDataHomeOnlyWhenAbsolute) {
+    const std::pair<std::optional<std::string>, const char*> cases[] = {
+        {"/data", "/data/corvane/leases.json"},
+        {std::nullopt, "/home/ann/.local/share/corvane/leases.json"},
+        {"", "/home/ann/.local/share/corvane/leases.json"},
+        {"data", "/home/ann/.local/share/corvane/leases.json"},
     };
-    const Case cases[] = {
-        {"data home set",
-         {{"XDG_DATA_HOME", "/data"}, {"HOME", "/home/ann"}},
-         "/data/corvane/leases.json"},
-        {"data home unset", {{"HOME", "/home/ann"}}, "/home/ann/.local/share/corvane/leases.json"},
-        {"data home empty",
-         {{"XDG_DATA_HOME", ""}, {"HOME", "/home/ann"}},
-         "/home/ann/.local/share/corvane/leases.json"},
-        {"data home relative",
-         {{"XDG_DATA_HOME", "data"}, {"HOME", "/home/ann"}},
-         "/home/ann/.local/share/corvane/leases.json"},
-    };
-    for (const auto& item : cases) {
+    for (const auto& [dataHome, expected] : cases) {
         const auto path = LeaseFile::defaultPath([&](std::string_view name) {
-            const auto found = item.environment.find(name);
-            return found == item.environment.end() ? std::nullopt
-                                                   : std::optional<std::string>(found->second);
+            return name == "HOME" ? std::optional<std::string>("/home/ann") : dataHome;
         });
-        EXPECT_EQ(path, fs::path(item.expected)) << item.rule;
+        EXPECT_EQ(path, fs::path(expected)) << dataHome.value_or("unset");
     }
 }
 
