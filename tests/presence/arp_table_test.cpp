@@ -57,18 +57,18 @@ struct NeighbourMessage {
     }
 };
 
-NeighbourMessage entry(const char* ip, const char* mac, auto change) {
+NeighbourMessage entry(const char* ip, const char* mac) {
     const auto address = IPv4Address::parse(ip)->bytes();
     const auto hardware = MACAddress::parse(mac)->bytes();
     NeighbourMessage message;
     message.attributes = {{NDA_DST, Bytes(address.begin(), address.end())},
                           {NDA_LLADDR, Bytes(hardware.begin(), hardware.end())}};
-    change(message);
     return message;
 }
 
-NeighbourMessage entry(const char* ip, const char* mac) {
-    return entry(ip, mac, [](NeighbourMessage&) {});
+NeighbourMessage edited(NeighbourMessage message, auto edit) {
+    edit(message);
+    return message;
 }
 
 using Table = std::map<std::string, std::string>;
@@ -89,12 +89,14 @@ Table parsed(const std::vector<NeighbourMessage>& messages,
 TEST(ARPTableParse, KeepsOnlyResolvedIPv4EntriesAndStopsAtImpossibleLengths) {
     const auto two = entry("10.0.0.2", "02:00:00:00:00:02");
     const auto three = entry("10.0.0.3", "02:00:00:00:00:03");
-    const Table onlyTwo = {{"10.0.0.2", "02:00:00:00:00:02"}};
-    const Table onlyThree = {{"10.0.0.3", "02:00:00:00:00:03"}};
-    const auto changed = [](const NeighbourMessage& message, auto change) {
-        auto copy = message;
-        change(copy);
-        return copy;
+    const Table both = {{"10.0.0.2", "02:00:00:00:00:02"}, {"10.0.0.3", "02:00:00:00:00:03"}};
+    const Table onlyTwo = {*both.begin()};
+    const Table onlyThree = {*both.rbegin()};
+    const auto inState = [&](std::uint16_t state) {
+        return edited(two, [=](auto& m) { m.state = state; });
+    };
+    const auto threeClaiming = [&](std::uint32_t length) {
+        return edited(three, [=](auto& m) { m.claimedLength = length; });
     };
     struct Case {
         const char* rule;
@@ -102,61 +104,46 @@ TEST(ARPTableParse, KeepsOnlyResolvedIPv4EntriesAndStopsAtImpossibleLengths) {
         Table expected;
     };
     const Case cases[] = {
-        {"stale and permanent entries still name the holder",
-         {changed(two, [](auto& m) { m.state = NUD_STALE; }),
-          changed(three, [](auto& m) { m.state = NUD_PERMANENT; })},
-         {{"10.0.0.2", "02:00:00:00:00:02"}, {"10.0.0.3", "02:00:00:00:00:03"}}},
-        {"failed resolution is no answer",
-         {changed(two, [](auto& m) { m.state = NUD_FAILED; }), three},
-         onlyThree},
-        {"pending resolution is no answer",
-         {changed(two, [](auto& m) { m.state = NUD_INCOMPLETE; }), three},
-         onlyThree},
+        {"a stale entry still names the holder", {inState(NUD_STALE), three}, both},
+        {"so does a permanent one", {inState(NUD_PERMANENT), three}, both},
+        {"failed resolution is no answer", {inState(NUD_FAILED), three}, onlyThree},
+        {"pending resolution is no answer", {inState(NUD_INCOMPLETE), three}, onlyThree},
         {"IPv6 neighbours are not ours",
-         {changed(two, [](auto& m) { m.family = AF_INET6; }), three},
+         {edited(two, [](auto& m) { m.family = AF_INET6; }), three},
          onlyThree},
-        {"no hardware address", {changed(two, [](auto& m) { m.attributes.pop_back(); })}, {}},
+        {"no hardware address", {edited(two, [](auto& m) { m.attributes.pop_back(); })}, {}},
         {"a hardware address that is not Ethernet",
-         {changed(two,
-                  [](auto& m) {
-                      m.attributes[1].value = {1, 2, 3, 4};
-                  })},
+         {edited(two,
+                 [](auto& m) {
+                     m.attributes[1].value = {1, 2, 3, 4};
+                 })},
          {}},
         {"attributes in any order, each padded",
-         {changed(two,
-                  [](auto& m) {
-                      m.attributes = {{99, {7}}, m.attributes[1], {98, {1, 2, 3}}, m.attributes[0]};
-                  })},
+         {edited(two,
+                 [](auto& m) {
+                     m.attributes = {{99, {7}}, m.attributes[1], {98, {1, 2, 3}}, m.attributes[0]};
+                 })},
          onlyTwo},
         {"other message types are stepped over",
-         {changed(two, [](auto& m) { m.type = RTM_NEWLINK; }), three},
+         {edited(two, [](auto& m) { m.type = RTM_NEWLINK; }), three},
          onlyThree},
         {"a later entry replaces an earlier one",
          {entry("10.0.0.2", "02:00:00:00:00:09"), two},
          onlyTwo},
         {"the end of the dump",
-         {two, changed(three, [](auto& m) { m.type = NLMSG_DONE; }), three},
+         {two, edited(three, [](auto& m) { m.type = NLMSG_DONE; }), three},
          onlyTwo},
-        {"a zero message length",
-         {two, changed(three, [](auto& m) { m.claimedLength = 0; })},
-         onlyTwo},
-        {"a message length shorter than its header",
-         {two, changed(three, [](auto& m) { m.claimedLength = 8; })},
-         onlyTwo},
-        {"a message length past the data",
-         {two, changed(three, [](auto& m) { m.claimedLength = 4096; })},
-         onlyTwo},
+        {"a zero message length", {two, threeClaiming(0)}, onlyTwo},
+        {"a message length shorter than its header", {two, threeClaiming(8)}, onlyTwo},
+        {"a message length past the data", {two, threeClaiming(4096)}, onlyTwo},
         {"an attribute length past its message",
-         {changed(two, [](auto& m) { m.attributes[1].claimedLength = 200; }), three},
+         {edited(two, [](auto& m) { m.attributes[1].claimedLength = 200; }), three},
          onlyThree},
     };
     for (const auto& [rule, messages, expected] : cases) {
         EXPECT_EQ(parsed(messages), expected) << rule;
     }
-    EXPECT_EQ(
-        parsed({two, entry("10.0.0.3", "02:00:00:00:00:03", [](auto& m) { m.interfaceIndex = 7; })},
-               7u),
-        onlyThree);
+    EXPECT_EQ(parsed({two, edited(three, [](auto& m) { m.interfaceIndex = 7; })}, 7u), onlyThree);
 }
 
 } // namespace
