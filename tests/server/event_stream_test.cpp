@@ -19,6 +19,8 @@ ServerEvent numbered(int number) {
 
 TEST(EventStream, GivesEventsInPushOrderAndEndsOnlyWhenFinishedAndDrained) {
     EventStream stream;
+    EXPECT_EQ(stream.next(10ms), std::nullopt);
+    EXPECT_FALSE(stream.isExhausted()) << "a quiet stream was taken for an ended one";
     stream.push(numbered(1));
     stream.push(numbered(2));
     stream.finish();
@@ -31,14 +33,6 @@ TEST(EventStream, GivesEventsInPushOrderAndEndsOnlyWhenFinishedAndDrained) {
     EXPECT_TRUE(stream.isExhausted());
     stream.finish();
     EXPECT_EQ(stream.next(eventWait), std::nullopt);
-}
-
-TEST(EventStream, TimedNextGivesNoneWhenNothingArrivesButTheStreamGoesOn) {
-    EventStream stream;
-    EXPECT_EQ(stream.next(10ms), std::nullopt);
-    EXPECT_FALSE(stream.isExhausted());
-    stream.push(numbered(1));
-    EXPECT_EQ(stream.next(10ms), numbered(1));
 }
 
 TEST(EventStream, FinishWakesAReaderThatWaitsWithoutLimit) {

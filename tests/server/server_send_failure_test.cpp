@@ -1,7 +1,6 @@
 #include <bit>
 #include <cerrno>
 #include <cstddef>
-#include <memory>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -12,7 +11,6 @@
 #include <sys/syscall.h>
 
 #include "core/packet/option_code.hpp"
-#include "core/server/dhcp_server.hpp"
 #include "core/server/server_texts.hpp"
 #include "core/transport/transport_texts.hpp"
 #include "tests/server/server_test_support.hpp"
@@ -59,51 +57,45 @@ bool refuseSendsOfLength(std::size_t length) {
 }
 
 // A loopback server whose threads are all born behind the filter, so each NAK it sends is
-// refused while every other datagram goes out.
-class RefusedSendTest : public ::testing::Test {
+// refused while every other datagram goes out. The server's address must be on the card for
+// a refusal to count as a firewall's.
+class RefusedSendTest : public LoopbackServerFixture {
 protected:
-    void TearDown() override {
-        if (server) {
-            server->stop();
-        }
+    void SetUp() override {
+        config = {.serverIP = ip("127.0.0.1"),
+                  .prefixLength = 8,
+                  .rangeStart = ip("127.0.0.100"),
+                  .rangeEnd = ip("127.0.0.200"),
+                  .leaseSeconds = 3600,
+                  .router = ip("127.0.0.1"),
+                  .dns = {ip("127.0.0.2"), ip("127.0.0.3"), ip("127.0.0.4")}};
     }
 
-    void startServer(const ServerConfig& config) {
-        this->config = config;
+    void startFiltered() {
         bool filtered = false;
         std::thread([&] {
-            filtered = refuseSendsOfLength(refusedLength);
-            if (filtered) {
-                server = DHCPServer::create(
-                    {
-                        .config = config,
-                        .mode = TransportMode::loopback(serverPort, client.port()),
-                        .cardMAC = std::nullopt,
-                        .leaseFile = LeaseFile(folder.path() / "leases.json"),
-                        .presenceEnabled = false,
-                    },
-                    clock.function());
+            if ((filtered = refuseSendsOfLength(refusedLength))) {
+                makeServer();
             }
         }).join();
         if (!filtered) {
             GTEST_SKIP() << "this kernel or architecture does not allow a seccomp filter";
         }
-        server->start();
-        ASSERT_TRUE(nextOf<ServerEvent::Started>(server->events(), "started"));
+        startServer();
     }
 
     // An init-reboot REQUEST (RFC 2131 4.3.2) for an address outside the pool: NAKed.
-    void requestOutsideTheRange(const MACAddress& mac, IPv4Address outside) {
+    void requestOutside(const MACAddress& mac, IPv4Address outside) {
         auto packet = clientMessage(DHCPMessageType::request, mac, 0xB001);
         const auto bytes = outside.bytes();
         packet.setOption(OptionCode::requestedIP, Bytes(bytes.begin(), bytes.end()));
         client.send(packet, serverPort);
-        const auto received = nextOf<ServerEvent::Received>(server->events(), "received");
-        ASSERT_TRUE(received);
-        ASSERT_EQ(received->packet.type, DHCPMessageType::request);
+        EXPECT_EQ(nextEvent(events(), "received"),
+                  ServerEvent(ServerEvent::Received{PacketSummary(packet, "lo")}));
     }
 
-    // A DISCOVER whose OFFER carries the APC option and so passes the filter.
+    // A DISCOVER whose OFFER carries the APC option and so passes the filter, and its first
+    // two events.
     void discoverAndExpectOffer(const MACAddress& mac) {
         auto packet = discover(mac, 0xC001);
         packet.setOption(OptionCode::vendorClass, Bytes{'A', 'P', 'C', '-', 'U', 'P', 'S'});
@@ -111,69 +103,39 @@ protected:
         const auto offer = client.receiveBytes();
         ASSERT_TRUE(offer) << "the OFFER was refused too";
         ASSERT_GT(offer->size(), refusedLength);
+        EXPECT_TRUE(nextOf<ServerEvent::Received>(events(), "received DISCOVER"));
+        EXPECT_TRUE(nextOf<ServerEvent::LeaseChanged>(events(), "offered lease"));
     }
-
-    ServerConfig config;
-    ManualClock clock{testStart};
-    TemporaryFolder folder;
-    LoopbackClient client;
-    std::uint16_t serverPort = unusedLoopbackPort();
-    std::shared_ptr<DHCPServer> server;
 };
 
-// The server's address must be on the card for a refusal to count as a firewall's. The
-// router and DNS options make every OFFER longer than a NAK.
-ServerConfig configOnLoopback() {
-    return ServerConfig{.serverIP = ip("127.0.0.1"),
-                        .prefixLength = 8,
-                        .rangeStart = ip("127.0.0.100"),
-                        .rangeEnd = ip("127.0.0.200"),
-                        .leaseSeconds = 3600,
-                        .router = ip("127.0.0.1"),
-                        .dns = {ip("127.0.0.2"), ip("127.0.0.3"), ip("127.0.0.4")}};
-}
-
-ServerConfig configElsewhere() {
-    auto config = configOnLoopback();
-    config.serverIP = ip("192.168.0.1");
-    config.prefixLength = 24;
-    config.rangeStart = ip("192.168.0.100");
-    config.rangeEnd = ip("192.168.0.200");
-    return config;
-}
-
 TEST_F(RefusedSendTest, RefusedReplyIsTriedOnceMoreAndTheSecondRefusalRaisesTheNotice) {
-    startServer(configOnLoopback());
-    EventStream& events = server->events();
-
-    requestOutsideTheRange(device(1), ip("127.0.0.250"));
+    startFiltered();
+    requestOutside(device(1), ip("127.0.0.250"));
     // Before the retry is due, another client is served: no notice yet to clear.
     discoverAndExpectOffer(device(2));
-    EXPECT_TRUE(nextOf<ServerEvent::Received>(events, "received DISCOVER"));
-    EXPECT_TRUE(nextOf<ServerEvent::LeaseChanged>(events, "offered lease"));
-    EXPECT_TRUE(nextOf<ServerEvent::Sent>(events, "sent OFFER"));
-    EXPECT_EQ(nextEvent(events, "the notice after the retry"),
+    EXPECT_TRUE(nextOf<ServerEvent::Sent>(events(), "sent OFFER"));
+    EXPECT_EQ(nextEvent(events(), "the notice after the retry"),
               ServerEvent(ServerEvent::NoticeRaised{Notice::localNetworkDenied()}));
     EXPECT_FALSE(client.receiveBytes(0ms)) << "a refused NAK reached the client";
 
     discoverAndExpectOffer(device(3));
-    EXPECT_TRUE(nextOf<ServerEvent::Received>(events, "received DISCOVER"));
-    EXPECT_TRUE(nextOf<ServerEvent::LeaseChanged>(events, "offered lease"));
-    EXPECT_EQ(nextEvent(events, "noticeCleared"),
+    EXPECT_EQ(nextEvent(events(), "noticeCleared"),
               ServerEvent(ServerEvent::NoticeCleared{NoticeKind::localNetworkDenied}));
-    EXPECT_TRUE(nextOf<ServerEvent::Sent>(events, "sent OFFER"));
+    EXPECT_TRUE(nextOf<ServerEvent::Sent>(events(), "sent OFFER"));
 }
 
 TEST_F(RefusedSendTest, RefusalWithoutTheServerAddressOnTheCardIsReportedAsItIs) {
-    startServer(configElsewhere());
-    requestOutsideTheRange(device(4), ip("192.168.0.250"));
+    config.serverIP = ip("192.168.0.1");
+    config.prefixLength = 24;
+    config.rangeStart = ip("192.168.0.100");
+    config.rangeEnd = ip("192.168.0.200");
+    startFiltered();
+    requestOutside(device(4), ip("192.168.0.250"));
     const TransportError refusal(transport_texts::sendTo(IPv4Address::loopback, client.port()),
                                  EPERM);
-    EXPECT_EQ(nextEvent(server->events(), "info"),
-              ServerEvent(ServerEvent::Info{
-                  server_texts::notSent(DHCPMessageType::nak, refusal.description())}));
+    EXPECT_EQ(nextEvent(events(), "info"), ServerEvent(ServerEvent::Info{server_texts::notSent(
+                                               DHCPMessageType::nak, refusal.description())}));
     discoverAndExpectOffer(device(5));
-    EXPECT_TRUE(nextOf<ServerEvent::Received>(server->events(), "received DISCOVER"));
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 
 #include "core/log/event_log.hpp"
 #include "core/packet/option_code.hpp"
+#include "core/transport/transport_mode.hpp"
 
 namespace corvane {
 
@@ -28,29 +29,12 @@ void PrintTo(const ServerEvent& event, std::ostream* out) {
 namespace corvane::testing {
 namespace {
 
-sockaddr_in loopbackAddress(std::uint16_t port) {
+sockaddr_in socketAddress(std::uint32_t host, std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(host);
     return address;
-}
-
-// A UDP socket bound to 127.0.0.1 on `port` (0: any free port); returns the descriptor.
-int boundLoopbackSocket(std::uint16_t port) {
-    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const auto local = loopbackAddress(port);
-    if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-        throw std::runtime_error("cannot bind a loopback test socket");
-    }
-    return fd;
-}
-
-std::uint16_t portOf(int fd) {
-    sockaddr_in bound{};
-    socklen_t length = sizeof bound;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length);
-    return ntohs(bound.sin_port);
 }
 
 } // namespace
@@ -101,10 +85,6 @@ Lease boundLease(const MACAddress& mac, IPv4Address address, std::chrono::second
     return lease;
 }
 
-void writeLeaseFile(const std::filesystem::path& path, const LeaseTable& table) {
-    LeaseFile(path).save(table);
-}
-
 std::optional<ServerEvent> nextEvent(EventStream& events, std::string_view expected) {
     auto event = events.next(eventWait);
     if (!event) {
@@ -113,24 +93,53 @@ std::optional<ServerEvent> nextEvent(EventStream& events, std::string_view expec
     return event;
 }
 
-LoopbackClient::LoopbackClient() : fd_(boundLoopbackSocket(0)), port_(portOf(fd_)) {}
+std::vector<ServerEvent> nextEvents(EventStream& events, std::size_t count) {
+    std::vector<ServerEvent> taken;
+    while (taken.size() < count) {
+        auto event = events.next(eventWait);
+        if (!event) {
+            break;
+        }
+        taken.push_back(std::move(*event));
+    }
+    return taken;
+}
 
-LoopbackClient::~LoopbackClient() {
+ClientSocket::ClientSocket(const std::optional<std::string>& card)
+    : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      destination_(card ? INADDR_BROADCAST : INADDR_LOOPBACK) {
+    auto local = socketAddress(INADDR_LOOPBACK, 0);
+    if (card) {
+        const int on = 1;
+        setsockopt(fd_, SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
+        setsockopt(fd_, SOL_SOCKET, SO_BINDTODEVICE, card->c_str(),
+                   static_cast<socklen_t>(card->size()));
+        local = socketAddress(INADDR_ANY, TransportMode::dhcpClientPort);
+    }
+    socklen_t length = sizeof local;
+    if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr*>(&local), length) != 0 ||
+        getsockname(fd_, reinterpret_cast<sockaddr*>(&local), &length) != 0) {
+        throw std::runtime_error("cannot bind a client test socket");
+    }
+    port_ = ntohs(local.sin_port);
+}
+
+ClientSocket::~ClientSocket() {
     close(fd_);
 }
 
-void LoopbackClient::send(std::span<const std::uint8_t> bytes, std::uint16_t serverPort) const {
-    const auto server = loopbackAddress(serverPort);
+void ClientSocket::send(std::span<const std::uint8_t> bytes, std::uint16_t serverPort) const {
+    const auto server = socketAddress(destination_, serverPort);
     const auto sent = sendto(fd_, bytes.data(), bytes.size(), 0,
                              reinterpret_cast<const sockaddr*>(&server), sizeof server);
     ASSERT_EQ(sent, static_cast<ssize_t>(bytes.size())) << "errno " << errno;
 }
 
-void LoopbackClient::send(const DHCPPacket& packet, std::uint16_t serverPort) const {
-    send(packet.serialize(0), serverPort);
+void ClientSocket::send(const DHCPPacket& packet, std::uint16_t serverPort) const {
+    send(packet.serialize(DHCPPacket::minimumReplyLength), serverPort);
 }
 
-std::optional<Bytes> LoopbackClient::receiveBytes(std::chrono::milliseconds limit) const {
+std::optional<Bytes> ClientSocket::receiveBytes(std::chrono::milliseconds limit) const {
     pollfd entry{fd_, POLLIN, 0};
     if (poll(&entry, 1, static_cast<int>(limit.count())) != 1) {
         return std::nullopt;
@@ -144,7 +153,7 @@ std::optional<Bytes> LoopbackClient::receiveBytes(std::chrono::milliseconds limi
     return buffer;
 }
 
-std::optional<DHCPPacket> LoopbackClient::receive(std::chrono::milliseconds limit) const {
+std::optional<DHCPPacket> ClientSocket::receive(std::chrono::milliseconds limit) const {
     const auto bytes = receiveBytes(limit);
     if (!bytes) {
         return std::nullopt;
@@ -156,21 +165,24 @@ std::optional<DHCPPacket> LoopbackClient::receive(std::chrono::milliseconds limi
     return std::nullopt;
 }
 
-int holdLoopbackPort(std::uint16_t port) {
-    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const auto local = loopbackAddress(port);
-    if (bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
+void LoopbackServerFixture::makeServer() {
+    server = DHCPServer::create(
+        {
+            .config = config,
+            .mode = TransportMode::loopback(serverPort, client.port()),
+            .cardMAC = std::nullopt,
+            .leaseFile = LeaseFile(leasesPath()),
+            .presenceEnabled = false,
+        },
+        clock.function());
 }
 
-std::uint16_t unusedLoopbackPort() {
-    const int fd = boundLoopbackSocket(0);
-    const auto port = portOf(fd);
-    close(fd);
-    return port;
+void LoopbackServerFixture::startServer() {
+    if (!server) {
+        makeServer();
+    }
+    server->start();
+    EXPECT_EQ(nextEvent(events(), "started"), ServerEvent(ServerEvent::Started{"lo", config}));
 }
 
 } // namespace corvane::testing

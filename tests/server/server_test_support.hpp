@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -18,7 +20,9 @@
 #include "core/leases/lease_file.hpp"
 #include "core/leases/lease_table.hpp"
 #include "core/packet/dhcp_packet.hpp"
+#include "core/server/dhcp_server.hpp"
 #include "core/server/event_stream.hpp"
+#include "tests/support/held_loopback_port.hpp"
 
 namespace corvane {
 
@@ -85,10 +89,11 @@ DHCPPacket request(const MACAddress& mac, std::uint32_t xid, IPv4Address server,
 
 // A lease record with whole-second times relative to `testStart`.
 Lease boundLease(const MACAddress& mac, IPv4Address address, std::chrono::seconds left);
-void writeLeaseFile(const std::filesystem::path& path, const LeaseTable& table);
 
 // The next event, or a test failure naming what was expected when none comes in time.
 std::optional<ServerEvent> nextEvent(EventStream& events, std::string_view expected);
+// The next `count` events; fewer only when the stream went quiet.
+std::vector<ServerEvent> nextEvents(EventStream& events, std::size_t count);
 
 // The next event as the given case; a different event or none fails the test.
 template <typename Case> std::optional<Case> nextOf(EventStream& events, std::string_view what) {
@@ -103,30 +108,51 @@ template <typename Case> std::optional<Case> nextOf(EventStream& events, std::st
     return std::nullopt;
 }
 
-// A UDP socket on 127.0.0.1 standing in for a DHCP client in the server's loopback mode.
-class LoopbackClient {
+// A DHCP client's UDP socket in the namespace of the calling thread. Without a card it sits
+// on 127.0.0.1 at a free port, for the server's loopback mode; on a card it sits on port 68
+// and broadcasts, as a real client does.
+class ClientSocket {
 public:
-    LoopbackClient();
-    ~LoopbackClient();
-    LoopbackClient(const LoopbackClient&) = delete;
-    LoopbackClient& operator=(const LoopbackClient&) = delete;
+    explicit ClientSocket(const std::optional<std::string>& card = std::nullopt);
+    ~ClientSocket();
+    ClientSocket(const ClientSocket&) = delete;
+    ClientSocket& operator=(const ClientSocket&) = delete;
 
     std::uint16_t port() const { return port_; }
     void send(std::span<const std::uint8_t> bytes, std::uint16_t serverPort) const;
     void send(const DHCPPacket& packet, std::uint16_t serverPort) const;
     // The next datagram for the client, parsed; none when nothing came within `limit`.
     std::optional<DHCPPacket> receive(std::chrono::milliseconds limit = eventWait) const;
-    // Like `receive`, the raw bytes.
     std::optional<Bytes> receiveBytes(std::chrono::milliseconds limit = eventWait) const;
 
 private:
     int fd_ = -1;
     std::uint16_t port_ = 0;
+    std::uint32_t destination_ = 0;
 };
 
-// A loopback port no socket holds at the moment of asking.
-std::uint16_t unusedLoopbackPort();
-// A socket bound to 127.0.0.1:`port`, or -1 when the port is taken; the caller closes it.
-int holdLoopbackPort(std::uint16_t port);
+// A server in loopback mode on a free port, answering the test's client socket, with a clock
+// the test moves and a lease file in a temporary folder.
+class LoopbackServerFixture : public ::testing::Test {
+protected:
+    void TearDown() override {
+        if (server) {
+            server->stop();
+        }
+    }
+
+    std::filesystem::path leasesPath() const { return folder.path() / "leases.json"; }
+    EventStream& events() { return server->events(); }
+    void makeServer();
+    // Starts the server, made first unless the test already did, and expects `started`.
+    void startServer();
+
+    ServerConfig config = ServerConfig::defaultConfig();
+    ManualClock clock{testStart};
+    TemporaryFolder folder;
+    ClientSocket client;
+    std::uint16_t serverPort = HeldLoopbackPort().port();
+    std::shared_ptr<DHCPServer> server;
+};
 
 } // namespace corvane::testing
