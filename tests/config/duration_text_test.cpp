@@ -1,4 +1,5 @@
 #include <optional>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -7,7 +8,7 @@
 namespace corvane {
 namespace {
 
-TEST(DurationParsing, AcceptsDigitsWithOneLowerCaseUnit) {
+TEST(DurationParsing, AcceptsDigitsWithOneLowerCaseUnitUpToTheLargest32BitCount) {
     const std::pair<const char*, std::uint32_t> cases[] = {{"90m", 5400},
                                                            {"24h", 86400},
                                                            {"7d", 604800},
@@ -28,31 +29,15 @@ TEST(DurationParsing, AcceptsDigitsWithOneLowerCaseUnit) {
 }
 
 TEST(DurationParsing, RefusesEverythingElse) {
-    for (const char* text : {"",
-                             "m",
-                             "s",
-                             "1.5h",
-                             "1h30m",
-                             " 2h",
-                             "2h ",
-                             "2H",
-                             "2D",
-                             "2w",
-                             "+5m",
-                             "-5m",
-                             "5 m",
-                             "2hh",
-                             "h2",
-                             "1,5h",
-                             "12\n",
-                             "\xd9\xa3m",
-                             "4294967296",
-                             "4294967296s",
-                             "49711d",
-                             "71582789m",
-                             "1193047h",
-                             "18446744073709551616",
-                             "184467440737095516150d"}) {
+    const char* const malformed[] = {"",    "m",   "s",  "1.5h", "1h30m",     " 2h",
+                                     "2h ", "2H",  "2D", "2w",   "+5m",       "-5m",
+                                     "5 m", "2hh", "h2", "1,5h", "\xd9\xa3m", "12\n"};
+    const char* const overflowing[] = {
+        "4294967296",           "4294967296s",           "49711d", "71582789m", "1193047h",
+        "18446744073709551616", "184467440737095516150d"};
+    std::vector<const char*> refused(std::begin(malformed), std::end(malformed));
+    refused.insert(refused.end(), std::begin(overflowing), std::end(overflowing));
+    for (const char* text : refused) {
         EXPECT_EQ(parseDuration(text), std::nullopt) << text;
     }
 }

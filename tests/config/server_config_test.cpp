@@ -121,9 +121,6 @@ TEST(ConfigErrorText, EachKindHasItsSentence) {
     EXPECT_NE(E::rangeOutsideSubnet(ownSubnet), E::gatewayOutsideSubnet(ownSubnet));
     EXPECT_NE(E::rangeOutsideSubnet(ownSubnet),
               E::rangeOutsideSubnet(Subnet{ip("192.168.0.1"), 16}));
-    EXPECT_EQ(E::rangeOutsideSubnet(ownSubnet).subnet(), ownSubnet);
-    EXPECT_EQ(E::prefixOutOfBounds(31).prefix(), 31);
-    EXPECT_FALSE(E::rangeReversed().prefix() || E::rangeReversed().subnet());
 }
 
 TEST(ServerConfigDerived, ClampsThePrefixForMaskAndBroadcast) {
@@ -189,35 +186,27 @@ TEST(ServerConfigJSON, WritesTheSettingsKeysAndReadsThemBack) {
 }
 
 TEST(ServerConfigJSON, DecodingFailsOnAnyMissingOrMalformedField) {
-    const std::tuple<const char*, nlohmann::json> cases[] = {
-        {"serverIP", nullptr},
-        {"serverIP", "192.168.0.256"},
-        {"serverIP", 3232235521},
-        {"prefixLength", nullptr},
-        {"prefixLength", "24"},
-        {"prefixLength", 24.5},
-        {"prefixLength", true},
-        {"prefixLength", 18446744073709551615u},
-        {"rangeStart", nullptr},
-        {"rangeEnd", "192.168.0"},
-        {"leaseSeconds", nullptr},
-        {"leaseSeconds", -1},
-        {"leaseSeconds", 4294967296},
-        {"leaseSeconds", "24h"},
-        {"router", "gateway"},
-        {"router", 1},
-        {"dns", nullptr},
-        {"dns", "1.1.1.1"},
-        {"dns", nlohmann::json::array({"1.1.1.1", "1.1.1"})},
-        {"dns", nlohmann::json::array({1})}};
-    for (const auto& [key, value] : cases) {
-        auto document = nlohmann::json(ServerConfig::defaultConfig());
-        if (value.is_null()) {
-            document.erase(key);
-        } else {
-            document[key] = value;
+    // Null stands for the key left out.
+    const std::pair<const char*, std::vector<nlohmann::json>> cases[] = {
+        {"serverIP", {nullptr, "192.168.0.256", 3232235521}},
+        {"prefixLength", {nullptr, "24", 24.5, true, 18446744073709551615u}},
+        {"rangeStart", {nullptr}},
+        {"rangeEnd", {"192.168.0"}},
+        {"leaseSeconds", {nullptr, -1, 4294967296, "24h"}},
+        {"router", {"gateway", 1}},
+        {"dns",
+         {nullptr, "1.1.1.1", nlohmann::json::array({"1.1.1.1", "1.1.1"}),
+          nlohmann::json::array({1})}}};
+    for (const auto& [key, values] : cases) {
+        for (const auto& value : values) {
+            auto document = nlohmann::json(ServerConfig::defaultConfig());
+            if (value.is_null()) {
+                document.erase(key);
+            } else {
+                document[key] = value;
+            }
+            EXPECT_THROW((void)document.get<ServerConfig>(), DecodingError) << key << " " << value;
         }
-        EXPECT_THROW((void)document.get<ServerConfig>(), DecodingError) << key << " " << value;
     }
     EXPECT_THROW((void)nlohmann::json::array().get<ServerConfig>(), DecodingError);
 }

@@ -58,16 +58,6 @@ TEST(SettingsFilePath, FollowsTheXDGBaseDirectoryRules) {
     EXPECT_EQ(SettingsFile::defaultPath().filename(), "settings.json");
 }
 
-TEST_F(SettingsFileTest, MissingFileGivesEveryDefault) {
-    const SettingsFile settings(settingsPath());
-    EXPECT_EQ(settings.readAll(), nlohmann::json::object());
-    EXPECT_EQ(settings.serverConfig(), ServerConfig::defaultConfig());
-    EXPECT_FALSE(settings.selectedCardMAC());
-    EXPECT_FALSE(settings.updateFeedOverride());
-    EXPECT_FALSE(settings.showVirtualCards());
-    EXPECT_FALSE(fs::exists(settingsPath().parent_path()));
-}
-
 TEST_F(SettingsFileTest, EachKeyRoundTripsAndKeepsTheOthers) {
     write(settingsPath(), R"({"windowWidth": 900, "showVirtualCards": false})");
     SettingsFile settings(settingsPath());
@@ -101,20 +91,25 @@ TEST_F(SettingsFileTest, EachKeyRoundTripsAndKeepsTheOthers) {
         << "a temporary file was left behind";
 }
 
-TEST_F(SettingsFileTest, DamagedValuesFallBackOneByOne) {
+TEST_F(SettingsFileTest, MissingFileOrDamagedValuesGiveTheDefaults) {
     auto badConfig = nlohmann::json(ServerConfig::defaultConfig());
     badConfig["prefixLength"] = "24";
-    write(settingsPath(), nlohmann::json{{"serverConfig", badConfig},
-                                         {"selectedCardMAC", "00-1a-2b-3c-4d-5e"},
-                                         {"updateFeedOverride", 7},
-                                         {"showVirtualCards", "yes"}}
-                              .dump());
-    const SettingsFile settings(settingsPath());
-    EXPECT_EQ(settings.serverConfig(), ServerConfig::defaultConfig());
-    EXPECT_FALSE(settings.selectedCardMAC());
-    EXPECT_FALSE(settings.updateFeedOverride());
-    EXPECT_FALSE(settings.showVirtualCards());
-    EXPECT_EQ(settings.readAll().size(), 4u);
+    const auto damaged = nlohmann::json{{"serverConfig", badConfig},
+                                        {"selectedCardMAC", "00-1a-2b-3c-4d-5e"},
+                                        {"updateFeedOverride", 7},
+                                        {"showVirtualCards", "yes"}};
+    for (const auto& file : {std::optional<nlohmann::json>(), std::optional(damaged)}) {
+        if (file) {
+            write(settingsPath(), file->dump());
+        }
+        const SettingsFile settings(settingsPath());
+        EXPECT_EQ(settings.readAll(), file.value_or(nlohmann::json::object()));
+        EXPECT_EQ(settings.serverConfig(), ServerConfig::defaultConfig());
+        EXPECT_FALSE(settings.selectedCardMAC());
+        EXPECT_FALSE(settings.updateFeedOverride());
+        EXPECT_FALSE(settings.showVirtualCards());
+        EXPECT_EQ(fs::exists(settingsPath().parent_path()), file.has_value());
+    }
 }
 
 TEST_F(SettingsFileTest, DamagedFileReadsEmptyAndIsKeptAsideOnWrite) {

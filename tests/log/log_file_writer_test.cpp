@@ -16,24 +16,18 @@ namespace {
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
-// A folder of our own under the system's temporary folder, removed with everything in it.
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
+// Each test gets a folder of its own under the system's temporary folder, removed with
+// everything in it.
+class LogFileWriterFiles : public ::testing::Test {
+protected:
+    void SetUp() override {
         std::string pattern = (fs::temp_directory_path() / "corvane-log-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("cannot create a temporary folder");
-        }
-        path_ = pattern;
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        folder = pattern;
     }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    const fs::path& path() const { return path_; }
+    void TearDown() override { fs::remove_all(folder); }
 
-private:
-    fs::path path_;
+    fs::path folder;
 };
 
 std::string contents(const fs::path& file) {
@@ -69,9 +63,8 @@ TEST(LogFileName, IsTheLocalDate) {
     }
 }
 
-TEST(LogFileWriterFiles, RollOverToANewFileAtLocalMidnight) {
-    const TemporaryFolder folder;
-    const auto directory = folder.path() / "nested" / "logs";
+TEST_F(LogFileWriterFiles, RollOverToANewFileAtLocalMidnight) {
+    const auto directory = folder / "nested" / "logs";
     {
         LogFileWriter writer(directory, berlin());
         EXPECT_FALSE(fs::exists(directory)) << "the constructor must not touch the disk";
@@ -87,14 +80,13 @@ TEST(LogFileWriterFiles, RollOverToANewFileAtLocalMidnight) {
               "00:00:00.000  INFO         first of the day\n");
 }
 
-TEST(LogFileWriterFiles, KeepsSubmissionOrderAndAppendsToExistingFiles) {
-    const TemporaryFolder folder;
-    const auto file = folder.path() / LogFileWriter::fileName(berlinMidnight, berlin());
+TEST_F(LogFileWriterFiles, KeepsSubmissionOrderAndAppendsToExistingFiles) {
+    const auto file = folder / LogFileWriter::fileName(berlinMidnight, berlin());
     std::ofstream(file) << "from an earlier run\n";
 
     std::string expected = "from an earlier run\n";
     {
-        LogFileWriter writer(folder.path(), berlin());
+        LogFileWriter writer(folder, berlin());
         for (int index = 0; index < 300; ++index) {
             const auto line = "line " + std::to_string(index);
             writer.append(line, berlinMidnight + std::chrono::milliseconds(index));
@@ -107,9 +99,8 @@ TEST(LogFileWriterFiles, KeepsSubmissionOrderAndAppendsToExistingFiles) {
     EXPECT_EQ(contents(file), expected + "written by the destructor\n");
 }
 
-TEST(LogFileWriterFiles, LosesLinesSilentlyWhenTheFolderCannotBeMade) {
-    const TemporaryFolder folder;
-    const auto blocker = folder.path() / "not-a-folder";
+TEST_F(LogFileWriterFiles, LosesLinesSilentlyWhenTheFolderCannotBeMade) {
+    const auto blocker = folder / "not-a-folder";
     std::ofstream(blocker) << "a plain file where the log folder should go\n";
 
     LogFileWriter writer(blocker / "logs", berlin());
