@@ -136,7 +136,10 @@ void ClientSocket::send(std::span<const std::uint8_t> bytes, std::uint16_t serve
 }
 
 void ClientSocket::send(const DHCPPacket& packet, std::uint16_t serverPort) const {
-    send(packet.serialize(DHCPPacket::minimumReplyLength), serverPort);
+    // Real clients on a card pad to the BOOTP minimum; on loopback the messages stay as short
+    // as their options allow, which the server must accept too.
+    const bool padded = destination_ == INADDR_BROADCAST;
+    send(packet.serialize(padded ? DHCPPacket::minimumReplyLength : 0), serverPort);
 }
 
 std::optional<Bytes> ClientSocket::receiveBytes(std::chrono::milliseconds limit) const {
