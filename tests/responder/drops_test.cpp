@@ -1,61 +1,50 @@
-#include <gtest/gtest.h>
-
-#include "core/responder/responder_texts.hpp"
-#include "tests/responder/client_packet.hpp"
-#include "tests/responder/responder_test_support.hpp"
+#include "tests/responder/responder_fixtures.hpp"
 
 namespace corvane {
 namespace {
 
 using namespace corvane::testing;
-namespace texts = responder_texts;
-
-void eraseMessageType(DHCPPacket& packet) {
-    std::erase_if(packet.options, [](const auto& field) { return field.code == 53; });
-}
 
 TEST(Drops, RefuseWhatThisServerDoesNotServe) {
-    struct Case {
-        const char* rule;
-        ClientPacket packet;
-        std::string reason;
-        std::optional<MACAddress> mac;
-    };
     const auto discover = [](std::function<void(DHCPPacket&)> edit) {
-        return ClientPacket(DHCPMessageType::discover, client).edited(std::move(edit));
+        return ClientPacket(DHCPMessageType::discover).edited(std::move(edit));
     };
-    const Case cases[] = {
+    const auto withType = [&](Bytes type) {
+        return discover([=](auto& packet) { packet.options.front().data = type; });
+    };
+    const auto elsewhere = IPv4Address(10, 9, 9, 9);
+    const std::tuple<const char*, ClientPacket, ServerEvent> cases[] = {
         {"a server's reply", discover([](auto& packet) { packet.op = 2; }),
-         texts::notClientRequest(2), std::nullopt},
+         dropped(texts::notClientRequest(2), std::nullopt)},
         {"a hardware type other than Ethernet", discover([](auto& packet) { packet.htype = 6; }),
-         texts::notEthernet(6, 6), std::nullopt},
+         dropped(texts::notEthernet(6, 6), std::nullopt)},
         {"a hardware length other than six", discover([](auto& packet) { packet.hlen = 16; }),
-         texts::notEthernet(1, 16), std::nullopt},
+         dropped(texts::notEthernet(1, 16), std::nullopt)},
         {"a relayed request, however valid",
-         discover([](auto& packet) { packet.giaddr = ip("10.0.0.1"); }),
-         std::string(texts::relayed), client},
-        {"plain BOOTP without option 53", discover(eraseMessageType), std::string(texts::bootp),
-         client},
-        {"an option 53 of two bytes", discover([](auto& packet) {
-             packet.options.front().data = {1, 1};
+         discover([](auto& packet) { packet.giaddr = IPv4Address(10, 0, 0, 1); }),
+         dropped(texts::relayed)},
+        {"plain BOOTP without option 53", discover([](auto& packet) {
+             std::erase_if(packet.options, [](auto& o) { return o.code == 53; });
          }),
-         std::string(texts::bootp), client},
-        {"an option 53 beyond INFORM",
-         discover([](auto& packet) { packet.options.front().data = {9}; }),
-         std::string(texts::bootp), client},
-        {"an OFFER", ClientPacket(DHCPMessageType::offer, client), "OFFER is a server message",
-         client},
-        {"an ACK", ClientPacket(DHCPMessageType::ack, client), "ACK is a server message", client},
-        {"a NAK", ClientPacket(DHCPMessageType::nak, client), "NAK is a server message", client},
+         dropped(texts::bootp)},
+        {"an option 53 of two bytes", withType({1, 1}), dropped(texts::bootp)},
+        {"an option 53 beyond INFORM", withType({9}), dropped(texts::bootp)},
+        {"an OFFER", ClientPacket(DHCPMessageType::offer), dropped("OFFER is a server message")},
+        {"an ACK", ClientPacket(DHCPMessageType::ack), dropped("ACK is a server message")},
+        {"a NAK", ClientPacket(DHCPMessageType::nak), dropped("NAK is a server message")},
+        {"a DECLINE without option 50", ClientPacket(DHCPMessageType::decline),
+         dropped(texts::declineWithoutAddress)},
+        {"an INFORM from another network", ClientPacket(DHCPMessageType::inform).from(elsewhere),
+         dropped(texts::informFromOtherNetwork(elsewhere))},
     };
-    const LeaseTable table({leaseOf(client, "192.168.2.100", State::bound, 600s)}, {});
-    for (const auto& item : cases) {
-        const auto decision = Responder(testConfig()).decide(item.packet.wire(), contextOf(table));
-        EXPECT_EQ(decision.action, DecisionAction{NoAction{}}) << item.rule;
-        EXPECT_EQ(decision.notes, (Notes{ServerEvent::Dropped{item.reason, item.mac}}))
-            << item.rule;
-        EXPECT_EQ(decision.table, table) << item.rule;
-        EXPECT_FALSE(decision.tableChanged) << item.rule;
+    const LeaseTable table({leaseOf(client, 100, State::bound, 600s)}, {});
+    for (const auto& [rule, packet, note] : cases) {
+        SCOPED_TRACE(rule);
+        const auto decision = decide(packet, table);
+        EXPECT_EQ(decision.action, DecisionAction{NoAction{}});
+        EXPECT_EQ(decision.notes, Notes{note});
+        EXPECT_EQ(decision.table, table);
+        EXPECT_FALSE(decision.tableChanged);
     }
 }
 

@@ -1,18 +1,11 @@
 #include <set>
 
-#include <gtest/gtest.h>
-
-#include "core/responder/responder_texts.hpp"
-#include "tests/responder/client_packet.hpp"
-#include "tests/responder/responder_test_support.hpp"
+#include "tests/responder/responder_fixtures.hpp"
 
 namespace corvane {
 namespace {
 
 using namespace corvane::testing;
-namespace texts = responder_texts;
-
-const IPv4Address server = ip("192.168.2.1");
 
 // Plays the runtime's part around the responder: keeps the table between messages and hands
 // it over to each decision, answers each probe from the set of addresses where a device is
@@ -57,16 +50,17 @@ struct SimulatedServer {
 ClientPacket message(DHCPMessageType type, const MACAddress& mac = client) {
     return ClientPacket(type, mac);
 }
+const auto discover = DHCPMessageType::discover;
+const auto request = DHCPMessageType::request;
 
 TEST(Exchange, AReleasedClientGetsItsAddressBackOnItsNextDiscover) {
     SimulatedServer dhcp;
-    dhcp.table.upsert(leaseOf(device(1), "192.168.2.100", State::bound, 150s));
+    dhcp.table.upsert(leaseOf(device(1), 100, State::bound, 150s));
 
-    const auto offered = dhcp.answer(message(DHCPMessageType::discover), DHCPMessageType::offer);
-    ASSERT_EQ(offered, ip("192.168.2.101"));
+    const auto offered = dhcp.answer(message(discover), DHCPMessageType::offer);
+    ASSERT_EQ(offered, lan(101));
     dhcp.clock += 2s;
-    dhcp.answer(message(DHCPMessageType::request).requesting(*offered).toServer(server),
-                DHCPMessageType::ack);
+    dhcp.answer(message(request).requesting(*offered).toServer(server), DHCPMessageType::ack);
     EXPECT_EQ(dhcp.table.lease(client).value_or(Lease{}).state, State::bound);
     dhcp.clock += 100s;
     const auto release =
@@ -75,7 +69,7 @@ TEST(Exchange, AReleasedClientGetsItsAddressBackOnItsNextDiscover) {
     EXPECT_FALSE(dhcp.table.holder(*offered, dhcp.clock));
 
     dhcp.clock += 100s;
-    EXPECT_EQ(dhcp.answer(message(DHCPMessageType::discover), DHCPMessageType::offer), offered);
+    EXPECT_EQ(dhcp.answer(message(discover), DHCPMessageType::offer), offered);
 }
 
 TEST(Exchange, AFullPoolReclaimsFromAnAbsentHolderOnlyWhenNobodyAnswers) {
@@ -83,23 +77,20 @@ TEST(Exchange, AFullPoolReclaimsFromAnAbsentHolderOnlyWhenNobodyAnswers) {
         SCOPED_TRACE(holderAnswers ? "the holder answers" : "nobody answers");
         SimulatedServer dhcp;
         auto config = testConfig();
-        config.rangeEnd = ip("192.168.2.101");
+        config.rangeEnd = lan(101);
         dhcp.responder = Responder(config);
-        const auto absent = leaseOf(device(1), "192.168.2.100", State::bound, 600s, 900s);
-        dhcp.table =
-            LeaseTable({absent, leaseOf(device(2), "192.168.2.101", State::bound, 600s)}, {});
-        dhcp.presence = {{ip("192.168.2.100"), PresenceState::offline},
-                         {ip("192.168.2.101"), PresenceState::online}};
+        const auto absent = leaseOf(device(1), 100, State::bound, 600s, 900s);
+        dhcp.table = LeaseTable({absent, leaseOf(device(2), 101, State::bound, 600s)}, {});
+        dhcp.presence = {{lan(100), PresenceState::offline}, {lan(101), PresenceState::online}};
         if (holderAnswers) {
             dhcp.alive.insert(absent.ip);
         }
 
-        const auto decision = dhcp.receive(message(DHCPMessageType::discover));
+        const auto decision = dhcp.receive(message(discover));
 
         EXPECT_EQ(dhcp.probed, std::vector<IPv4Address>{absent.ip});
         if (holderAnswers) {
-            EXPECT_EQ(decision.notes,
-                      (Notes{ServerEvent::Dropped{std::string(texts::poolExhausted), client}}));
+            EXPECT_EQ(decision.notes, Notes{dropped(texts::poolExhausted)});
             continue;
         }
         ASSERT_NE(replyOf(decision), nullptr);
@@ -111,34 +102,30 @@ TEST(Exchange, AFullPoolReclaimsFromAnAbsentHolderOnlyWhenNobodyAnswers) {
                          ServerEvent::Info{texts::reclaimed(absent.ip, absent.mac)},
                          ServerEvent::LeaseChanged{dhcp.table.lease(client).value_or(Lease{})}}));
         EXPECT_EQ(holderOf(dhcp.table, absent.ip, dhcp.clock), client);
-        EXPECT_EQ(
-            dhcp.answer(message(DHCPMessageType::request).requesting(absent.ip).toServer(server),
-                        DHCPMessageType::ack),
-            absent.ip);
+        EXPECT_EQ(dhcp.answer(message(request).requesting(absent.ip).toServer(server),
+                              DHCPMessageType::ack),
+                  absent.ip);
     }
 }
 
 TEST(Exchange, ADeclinedAddressIsRefusedUntilItsQuarantineEnds) {
     SimulatedServer dhcp;
-    const auto address = ip("192.168.2.100");
-    dhcp.answer(message(DHCPMessageType::request).requesting(address), DHCPMessageType::ack);
+    const auto address = lan(100);
+    dhcp.answer(message(request).requesting(address), DHCPMessageType::ack);
     dhcp.receive(message(DHCPMessageType::decline).requesting(address));
     const auto declinedAt = dhcp.clock;
 
     dhcp.clock = declinedAt + 599s;
-    const auto refused = dhcp.receive(message(DHCPMessageType::request).requesting(address));
+    const auto refused = dhcp.receive(message(request).requesting(address));
     ASSERT_NE(replyOf(refused), nullptr);
     EXPECT_EQ(replyOf(refused)->note, std::string(texts::declinedRecently));
-    EXPECT_EQ(dhcp.answer(message(DHCPMessageType::discover, device(2)), DHCPMessageType::offer),
-              ip("192.168.2.101"));
+    EXPECT_EQ(dhcp.answer(message(discover, device(2)), DHCPMessageType::offer), lan(101));
 
     dhcp.clock = declinedAt + 600s;
     const auto ignored = dhcp.receive(message(DHCPMessageType::release).from(address));
     EXPECT_TRUE(dhcp.table.quarantine().empty());
     EXPECT_FALSE(ignored.tableChanged);
-    EXPECT_EQ(
-        dhcp.answer(message(DHCPMessageType::request).requesting(address), DHCPMessageType::ack),
-        address);
+    EXPECT_EQ(dhcp.answer(message(request).requesting(address), DHCPMessageType::ack), address);
 }
 
 } // namespace

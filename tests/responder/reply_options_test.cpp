@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-
-#include "tests/responder/client_packet.hpp"
-#include "tests/responder/responder_test_support.hpp"
+#include "tests/responder/responder_fixtures.hpp"
 
 namespace corvane {
 namespace {
@@ -16,74 +13,130 @@ Bytes concat(std::initializer_list<Bytes> pieces) {
     return joined;
 }
 
-Reply replyTo(const ClientPacket& packet, ServerConfig config = testConfig()) {
-    const auto decision = Responder(std::move(config)).decide(packet.wire(), contextOf({}));
+Reply replyTo(const ClientPacket& packet, ServerConfig config = testConfig(),
+              const LeaseTable& table = {}) {
+    const auto decision = decide(packet, table, std::move(config));
     const auto* reply = replyOf(decision);
     return reply != nullptr ? *reply : Reply{};
 }
 
 ClientPacket rebootRequest() {
-    return std::move(
-        ClientPacket(DHCPMessageType::request, client).requesting(ip("192.168.2.100")));
+    return ClientPacket(DHCPMessageType::request).requesting(lan(100));
+}
+
+std::vector<std::uint8_t> optionCodes(const DHCPPacket& packet) {
+    std::vector<std::uint8_t> codes;
+    for (const auto& field : packet.options) {
+        codes.push_back(field.code);
+    }
+    return codes;
 }
 
 TEST(ReplyOptions, AnOfferGoesOutFieldByFieldInWireOrder) {
-    const auto offer =
-        replyTo(ClientPacket(DHCPMessageType::discover, client).edited([](DHCPPacket& packet) {
-            packet.flags = 0x8000;
-            packet.hops = 1;
-            packet.secs = 7;
-        }));
-    const auto chaddr = concat({{0x02, 0x00, 0x5e, 0x00, 0x00, 0xc1}, Bytes(10, 0)});
+    const auto offer = replyTo(ClientPacket(DHCPMessageType::discover).edited([](auto& packet) {
+        packet.flags = 0x8000;
+        packet.hops = 1;
+        packet.secs = 7;
+    }));
     const auto expected = concat({
-        {2, 1, 6, 0},                       // BOOTREPLY, Ethernet, hlen 6, hops 0
-        {0x22, 0x5e, 0xf4, 0x7f},           // xid echoed
-        {0, 0},                             // secs 0
-        {0x80, 0x00},                       // flags echoed
-        {0, 0, 0, 0},                       // ciaddr: only an ACK echoes it
-        {192, 168, 2, 100},                 // yiaddr
-        {0, 0, 0, 0},                       // siaddr
-        {0, 0, 0, 0},                       // giaddr echoed
-        chaddr,                             // chaddr echoed
-        Bytes(192, 0),                      // sname and file
-        {99, 130, 83, 99},                  // magic cookie
-        {53, 1, 2},                         // OFFER
-        {54, 4, 192, 168, 2, 1},            // server identifier
-        {51, 4, 0, 0, 0x0e, 0x10},          // lease 3600
-        {58, 4, 0, 0, 0x07, 0x08},          // T1 1800
-        {59, 4, 0, 0, 0x0c, 0x4e},          // T2 3150
-        {1, 4, 255, 255, 255, 0},           // subnet mask
-        {28, 4, 192, 168, 2, 255},          // broadcast address
-        {3, 4, 192, 168, 2, 1},             // router
-        {6, 8, 192, 168, 2, 1, 9, 9, 9, 9}, // DNS servers in order
-        {255},                              // end
-        Bytes(4, 0),                        // zeros up to the 300-byte minimum
+        {2, 1, 6, 0},                         // BOOTREPLY, Ethernet, hlen 6, hops 0
+        {0x22, 0x5e, 0xf4, 0x7f},             // xid echoed
+        {0, 0},                               // secs 0
+        {0x80, 0x00},                         // flags echoed
+        {0, 0, 0, 0},                         // ciaddr: only an ACK echoes it
+        {192, 168, 2, 100},                   // yiaddr
+        {0, 0, 0, 0},                         // siaddr
+        {0, 0, 0, 0},                         // giaddr echoed
+        {0x02, 0x00, 0x5e, 0x00, 0x00, 0xc1}, // chaddr echoed
+        Bytes(10 + 192, 0),                   // chaddr padding, sname and file
+        {99, 130, 83, 99},                    // magic cookie
+        {53, 1, 2},                           // OFFER
+        {54, 4, 192, 168, 2, 1},              // server identifier
+        {51, 4, 0, 0, 0x0e, 0x10},            // lease 3600
+        {58, 4, 0, 0, 0x07, 0x08},            // T1 1800
+        {59, 4, 0, 0, 0x0c, 0x4e},            // T2 3150
+        {1, 4, 255, 255, 255, 0},             // subnet mask
+        {28, 4, 192, 168, 2, 255},            // broadcast address
+        {3, 4, 192, 168, 2, 1},               // router
+        {6, 8, 192, 168, 2, 1, 9, 9, 9, 9},   // DNS servers in order
+        {255},                                // end
+        Bytes(4, 0),                          // zeros up to the 300-byte minimum
     });
     EXPECT_EQ(offer.packet.serialize(DHCPPacket::minimumReplyLength), expected);
-    EXPECT_EQ(offer.note, std::nullopt);
+}
+
+// RFC 2131 table 3 and section 4.1: only an ACK echoes ciaddr, a client with an address hears
+// unicast, and a NAK is broadcast since the client may hold no usable address.
+TEST(ReplyOptions, RoutingAndOptionsFollowTheMessage) {
+    const auto current = lan(103);
+    const auto request = ClientPacket(DHCPMessageType::request).from(current);
+    const auto lease = [](const MACAddress& mac) {
+        return LeaseTable({leaseOf(mac, 103, State::bound, 10s)}, {});
+    };
+    struct Case {
+        const char* rule;
+        ClientPacket packet;
+        LeaseTable table;
+        DHCPMessageType type;
+        IPv4Address ip;
+        ReplyDestination destination;
+        IPv4Address ciaddr;
+        std::vector<std::uint8_t> options;
+    };
+    const auto unicast = ReplyDestination::unicast;
+    const auto zero = IPv4Address::zero;
+    const auto none = LeaseTable();
+    const std::vector<std::uint8_t> lent = {53, 54, 51, 58, 59, 1, 28, 3, 6};
+    const std::vector<std::uint8_t> informed = {53, 54, 1, 28, 3, 6};
+    const std::vector<std::uint8_t> refused = {53, 54, 56};
+    const Case cases[] = {
+        {"an offer to a client that knows its address",
+         ClientPacket(DHCPMessageType::discover).from(lan(104)), none, DHCPMessageType::offer,
+         lan(100), unicast(lan(104)), zero, lent},
+        {"a renewal", request, lease(client), DHCPMessageType::ack, current, unicast(current),
+         current, lent},
+        {"an answer to INFORM", ClientPacket(DHCPMessageType::inform).from(lan(50)), none,
+         DHCPMessageType::ack, lan(50), unicast(lan(50)), lan(50), informed},
+        {"a refused renewal", request, lease(other), DHCPMessageType::nak, current,
+         ReplyDestination::broadcast(), zero, refused},
+    };
+    for (const auto& item : cases) {
+        SCOPED_TRACE(item.rule);
+        const auto reply = replyTo(item.packet, testConfig(), item.table);
+        EXPECT_EQ(reply.type, item.type);
+        EXPECT_EQ(reply.ip, item.ip);
+        EXPECT_EQ(reply.mac, client);
+        EXPECT_EQ(reply.destination, item.destination);
+        EXPECT_EQ(reply.packet.ciaddr, item.ciaddr);
+        EXPECT_EQ(optionCodes(reply.packet), item.options);
+    }
+    const auto nak = replyTo(request, testConfig(), lease(other));
+    EXPECT_EQ(nak.packet.op, 2);
+    EXPECT_EQ(nak.packet.yiaddr, zero);
+    EXPECT_EQ(nak.packet.option(56),
+              Bytes(texts::notAvailableForRenewal.begin(), texts::notAvailableForRenewal.end()));
 }
 
 TEST(ReplyOptions, LeaseTimersAreHalfAndSevenEighths) {
-    struct Case {
-        std::uint32_t lease;
-        std::uint32_t renewal;
-        std::uint32_t rebinding;
-        const char* note;
-    };
-    const Case cases[] = {
+    const std::tuple<std::uint32_t, std::uint32_t, std::uint32_t, const char*> cases[] = {
         {3600, 1800, 3150, "lease 1 h"},
         {1, 0, 0, "lease 1 s"},
         {86400, 43200, 75600, "lease 24 h"},
         {4294967295u, 2147483647u, 3758096383u, "lease 1193046 h 28 m"},
     };
-    for (const auto& item : cases) {
+    for (const auto& [lease, renewal, rebinding, note] : cases) {
         auto config = testConfig();
-        config.leaseSeconds = item.lease;
+        config.leaseSeconds = lease;
         const auto ack = replyTo(rebootRequest(), config);
-        EXPECT_EQ(ack.packet.option(51), bytesOf(item.lease)) << item.lease;
-        EXPECT_EQ(ack.packet.option(58), bytesOf(item.renewal)) << item.lease;
-        EXPECT_EQ(ack.packet.option(59), bytesOf(item.rebinding)) << item.lease;
-        EXPECT_EQ(ack.note, item.note) << item.lease;
+        const auto bytesOf = [](std::uint32_t value) {
+            return Bytes{static_cast<std::uint8_t>(value >> 24),
+                         static_cast<std::uint8_t>(value >> 16),
+                         static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
+        };
+        EXPECT_EQ(ack.packet.option(51), bytesOf(lease)) << lease;
+        EXPECT_EQ(ack.packet.option(58), bytesOf(renewal)) << lease;
+        EXPECT_EQ(ack.packet.option(59), bytesOf(rebinding)) << lease;
+        EXPECT_EQ(ack.note, note) << lease;
     }
 }
 
@@ -96,24 +149,13 @@ TEST(ReplyOptions, RouterAndDNSOnlyWhenConfigured) {
 }
 
 TEST(ReplyOptions, TheAPCCookieGoesOnlyToVendorClassesStartingWithAPC) {
-    struct Case {
-        const char* vendor;
-        std::optional<std::string> note;
-    };
-    const Case cases[] = {
-        {"APC-UPS", "lease 1 h, +APC cookie"},
-        {"APC", "lease 1 h, +APC cookie"},
-        {"apc-ups", "lease 1 h"},
-        {"MyAPC", "lease 1 h"},
-    };
-    for (const auto& item : cases) {
-        const auto ack = replyTo(rebootRequest().vendor(item.vendor));
-        EXPECT_EQ(ack.note, item.note) << item.vendor;
-        const bool cookie = item.note->ends_with("+APC cookie");
-        EXPECT_EQ(ack.packet.option(43), cookie ? std::optional(Bytes(Responder::apcCookie.begin(),
-                                                                      Responder::apcCookie.end()))
-                                                : std::nullopt)
-            << item.vendor;
+    const std::pair<const char*, bool> cases[] = {
+        {"APC-UPS", true}, {"APC", true}, {"apc-ups", false}, {"MyAPC", false}};
+    const Bytes cookie(Responder::apcCookie.begin(), Responder::apcCookie.end());
+    for (const auto& [vendor, expected] : cases) {
+        const auto ack = replyTo(rebootRequest().vendor(vendor));
+        EXPECT_EQ(ack.note, expected ? "lease 1 h, +APC cookie" : "lease 1 h") << vendor;
+        EXPECT_EQ(ack.packet.option(43), expected ? std::optional(cookie) : std::nullopt) << vendor;
     }
 }
 
