@@ -71,17 +71,19 @@ protected:
                   .dns = {ip("127.0.0.2"), ip("127.0.0.3"), ip("127.0.0.4")}};
     }
 
-    void startFiltered() {
+    // False, with nothing started, where the kernel or architecture allows no seccomp filter.
+    bool startFiltered() {
         bool filtered = false;
         std::thread([&] {
-            if ((filtered = refuseSendsOfLength(refusedLength))) {
+            filtered = refuseSendsOfLength(refusedLength);
+            if (filtered) {
                 makeServer();
             }
         }).join();
-        if (!filtered) {
-            GTEST_SKIP() << "this kernel or architecture does not allow a seccomp filter";
+        if (filtered) {
+            startServer();
         }
-        startServer();
+        return filtered;
     }
 
     // An init-reboot REQUEST (RFC 2131 4.3.2) for an address outside the pool: NAKed.
@@ -109,7 +111,9 @@ protected:
 };
 
 TEST_F(RefusedSendTest, RefusedReplyIsTriedOnceMoreAndTheSecondRefusalRaisesTheNotice) {
-    startFiltered();
+    if (!startFiltered()) {
+        GTEST_SKIP() << "this kernel or architecture does not allow a seccomp filter";
+    }
     requestOutside(device(1), ip("127.0.0.250"));
     // Before the retry is due, another client is served: no notice yet to clear.
     discoverAndExpectOffer(device(2));
@@ -129,7 +133,9 @@ TEST_F(RefusedSendTest, RefusalWithoutTheServerAddressOnTheCardIsReportedAsItIs)
     config.prefixLength = 24;
     config.rangeStart = ip("192.168.0.100");
     config.rangeEnd = ip("192.168.0.200");
-    startFiltered();
+    if (!startFiltered()) {
+        GTEST_SKIP() << "this kernel or architecture does not allow a seccomp filter";
+    }
     requestOutside(device(4), ip("192.168.0.250"));
     const TransportError refusal(transport_texts::sendTo(IPv4Address::loopback, client.port()),
                                  EPERM);
