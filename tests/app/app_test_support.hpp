@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QTemporaryDir>
+#include <QTest>
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -24,19 +25,16 @@ public:
     void advance(std::chrono::seconds step) {
         ticks_ += std::chrono::duration_cast<TimePoint::duration>(step).count();
     }
-    std::function<TimePoint()> function() {
-        return [this] { return now(); };
-    }
 
 private:
     std::atomic<TimePoint::rep> ticks_{testStart.time_since_epoch().count()};
 };
 
-// A wired card with link, as the card picker offers it.
-inline NetworkCard wiredCard(const std::string& name, std::uint8_t macByte) {
+// A wired card with link and a NetworkManager connection "Wired <macByte>", as the card
+// picker offers it.
+inline NetworkCard wiredCard(const std::string& name, std::uint8_t macByte = 1) {
     NetworkCard card;
-    card.bsdName = name;
-    card.displayName = name;
+    card.bsdName = card.displayName = name;
     card.kind = NetworkCard::Kind::ethernet;
     card.mac = MACAddress(MACAddress::ByteArray{0x02, 0, 0x5e, 0, 0, macByte});
     card.linkUp = true;
@@ -48,18 +46,27 @@ inline PreflightCheck check(PreflightCheck::ID id, PreflightCheck::Status status
     return PreflightCheck{id, status, "", std::nullopt};
 }
 
-// An environment that touches nothing of the user's: files in `folder`, the test's clock,
-// the given cards and checks instead of the host's, the server on loopback.
-inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, ManualClock& clock,
-                                           std::vector<NetworkCard> cards,
-                                           std::vector<PreflightCheck> checks,
-                                           std::uint16_t clientPort) {
+// The real program's environment, with its files in `folder` and no update feed.
+inline AppModelEnvironment userEnvironment(const QTemporaryDir& folder) {
     const std::filesystem::path root = folder.path().toStdString();
-    AppModelEnvironment environment;
-    environment.clock = clock.function();
+    auto environment = AppModelEnvironment::forUser();
     environment.settingsPath = root / "settings.json";
     environment.leaseFilePath = root / "leases.json";
     environment.logDirectory = root / "logs";
+    environment.updates = UpdateConfiguration{};
+    environment.launchMinimum = std::chrono::milliseconds::zero();
+    return environment;
+}
+
+// An environment that touches nothing of the user's: files in `folder`, the test's clock,
+// the given cards and checks instead of the host's, the server on loopback. Server port 0
+// lets the kernel pick a free one, so parallel test runs never collide.
+inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, const ManualClock& clock,
+                                           std::vector<NetworkCard> cards,
+                                           std::vector<PreflightCheck> checks,
+                                           std::uint16_t clientPort, std::uint16_t serverPort = 0) {
+    auto environment = userEnvironment(folder);
+    environment.clock = [&clock] { return clock.now(); };
     environment.host.listCards = [cards] { return cards; };
     environment.host.runChecks = [checks](const NetworkCard&, const ServerConfig&, bool) {
         return checks;
@@ -67,14 +74,30 @@ inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, ManualCl
     environment.host.port67Holder = [](const std::string&) { return std::string("dnsmasq"); };
     environment.host.setupTool = [] { return HostSetup::Tool::networkManager; };
     environment.host.runAsAdministrator = [](const std::string&, const SetupCommand&) {};
-    // Server port 0: the kernel picks a free one, so parallel test runs never collide.
-    environment.transportFor = [clientPort](const NetworkCard&) {
-        return TransportMode::loopback(0, clientPort);
+    environment.transportFor = [serverPort, clientPort](const NetworkCard&) {
+        return TransportMode::loopback(serverPort, clientPort);
     };
     environment.presenceEnabled = false;
     environment.watchInterfaces = false;
-    environment.launchMinimum = std::chrono::milliseconds::zero();
     return environment;
+}
+
+// Runs the `Outside` suite, or the `Inside` one in the copy that a DHCPClientCable started
+// inside its server namespace with `insideVariable` set.
+template <class Outside, class Inside>
+int execOutsideOrInsideLab(const char* insideVariable, int argc, char** argv) {
+    if (qEnvironmentVariableIsSet(insideVariable)) {
+        Inside inside;
+        return QTest::qExec(&inside, argc, argv);
+    }
+    Outside outside;
+    return QTest::qExec(&outside, argc, argv);
+}
+
+// Whether the copy run inside the lab passed its one test, from what it printed.
+inline bool passedInsideLab(const std::string& output) {
+    return output.find(", 0 failed, 0 skipped") != std::string::npos &&
+           output.find("exit=0") != std::string::npos;
 }
 
 } // namespace corvane::testing

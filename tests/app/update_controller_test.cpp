@@ -114,28 +114,25 @@ private Q_SLOTS:
     }
     void cleanup() { delete feed; }
 
-    void errorTextAddsTheDeepestSpecificCause_data() {
-        QTest::addColumn<std::vector<std::string>>("chain");
-        QTest::addColumn<std::string>("expected");
-        QTest::newRow("no cause") << std::vector<std::string>{"Top."} << std::string("Top.");
-        QTest::newRow("only a generic cause")
-            << std::vector<std::string>{"Top.", "The operation couldn't be completed."}
-            << std::string("Top.");
-        QTest::newRow("deepest specific cause wins")
-            << std::vector<std::string>{"Top.", "Middle.", "Deep.",
-                                        "The operation couldn't be completed."}
-            << std::string("Top. (Deep.)");
-        QTest::newRow("cause equal to the top")
-            << std::vector<std::string>{"Same.", "Same."} << std::string("Same.");
-    }
     void errorTextAddsTheDeepestSpecificCause() {
-        QFETCH(std::vector<std::string>, chain);
-        QFETCH(std::string, expected);
-        UpdateError error{"domain", 1, chain.front(), nullptr};
-        for (std::size_t index = 1; index < chain.size(); ++index) {
-            error = error.causedBy(UpdateError{"domain", 2, chain[index], nullptr});
+        const std::string generic = "The operation couldn't be completed.";
+        const struct {
+            const char* name;
+            Lines chain;
+            std::string expected;
+        } cases[] = {
+            {"no cause", {"Top."}, "Top."},
+            {"only a generic cause", {"Top.", generic}, "Top."},
+            {"deepest specific cause wins", {"Top.", "Middle.", "Deep.", generic}, "Top. (Deep.)"},
+            {"cause equal to the top", {"Same.", "Same."}, "Same."},
+        };
+        for (const auto& entry : cases) {
+            UpdateError error{"domain", 1, entry.chain.front(), nullptr};
+            for (std::size_t index = 1; index < entry.chain.size(); ++index) {
+                error = error.causedBy(UpdateError{"domain", 2, entry.chain[index], nullptr});
+            }
+            QVERIFY2(UpdateErrorText::describe(error) == entry.expected, entry.name);
         }
-        QCOMPARE(UpdateErrorText::describe(error), expected);
     }
 
     void backgroundCheckWaitsForTheServerToStop_data() {

@@ -1,7 +1,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QPushButton>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -10,7 +9,8 @@
 #include "app/gui/device_panel.hpp"
 #include "app/gui/launch_screen.hpp"
 #include "app/model/app_model.hpp"
-#include "tests/support/network_lab.hpp"
+#include "tests/app/app_test_support.hpp"
+#include "tests/support/dhcp_client_cable.hpp"
 
 namespace {
 
@@ -22,22 +22,15 @@ constexpr const char* servedCard = "gui0";
 
 using namespace corvane;
 
-// Runs inside the server's namespace, started with `ip netns exec` so that it sees the
-// namespace's own sysfs: the real window over the real model, used the way a person would,
-// with a busybox DHCP client at the other end of the cable.
+// Inside the server's namespace: the real window over the real model, used the way a person
+// would, with a busybox DHCP client at the other end of the cable.
 class InsideLab : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void aVirtualCardServesTheDeviceAndStops() {
         QTemporaryDir folder;
-        const std::filesystem::path root = folder.path().toStdString();
-        auto environment = AppModelEnvironment::forUser();
-        environment.settingsPath = root / "settings.json";
-        environment.leaseFilePath = root / "leases.json";
-        environment.logDirectory = root / "logs";
-        environment.updates = UpdateConfiguration{};
-        AppModel model(std::move(environment));
+        AppModel model(testing::userEnvironment(folder));
         DashboardWindow window(model);
         window.show();
         model.bootstrap();
@@ -61,7 +54,6 @@ private Q_SLOTS:
         QCOMPARE(window.devicePanel().macText(), QString::fromStdString(device->mac.description()));
         QVERIFY(model.config().range().contains(device->ip));
 
-        QVERIFY(window.stopButton().isEnabled());
         window.stopButton().click();
         QVERIFY(!model.isRunning());
         QVERIFY(!window.stopButton().isEnabled());
@@ -69,40 +61,23 @@ private Q_SLOTS:
     }
 };
 
-// Builds the lab, starts the client and runs `InsideLab` in the server's namespace.
 class GuiSmokeTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void servesARealClientThroughTheWindow() {
-        if (const auto reason = testing::NetworkLab::unavailableReason()) {
+        if (const auto reason = testing::DHCPClientCable::unavailableReason()) {
             QSKIP(reason->c_str());
         }
-        if (QStandardPaths::findExecutable(QStringLiteral("busybox")).isEmpty()) {
-            QSKIP("busybox (udhcpc) is not installed.");
-        }
-        testing::NetworkLab lab;
-        const auto server = lab.addNamespace("gui");
-        const auto device = lab.addNamespace("guidev");
-        lab.addVethPair(server, servedCard, device, "guidev0");
-        lab.run(server, std::string("ip address add 192.168.0.1/24 dev ") + servedCard);
-        lab.spawn(device, {"busybox", "udhcpc", "-f", "-i", "guidev0", "-t", "60", "-T", "1", "-s",
-                           "/bin/true"});
-        const auto self = QCoreApplication::applicationFilePath().toStdString();
-        const auto output = lab.output(server, std::string(insideLabVariable) + "=1 '" + self +
-                                                   "' 2>&1; echo \"exit=$?\"");
-        QVERIFY2(output.find("exit=0") != std::string::npos, output.c_str());
+        const auto output =
+            testing::DHCPClientCable(servedCard).runThisProgramInside(insideLabVariable);
+        QVERIFY2(testing::passedInsideLab(output), output.c_str());
     }
 };
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
-    if (qEnvironmentVariableIsSet(insideLabVariable)) {
-        InsideLab inside;
-        return QTest::qExec(&inside, argc, argv);
-    }
-    GuiSmokeTest test;
-    return QTest::qExec(&test, argc, argv);
+    return testing::execOutsideOrInsideLab<GuiSmokeTest, InsideLab>(insideLabVariable, argc, argv);
 }
 
 #include "gui_smoke_test.moc"

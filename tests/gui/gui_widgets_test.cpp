@@ -23,12 +23,19 @@
 #include "core/config/settings_file.hpp"
 #include "core/events/notice_texts.hpp"
 #include "core/leases/lease_file.hpp"
-#include "tests/gui/gui_test_environment.hpp"
+#include "tests/app/app_test_support.hpp"
 
 using namespace corvane;
 using namespace std::chrono_literals;
+using testing::testStart;
+using ID = PreflightCheck::ID;
+using Status = PreflightCheck::Status;
 
 namespace {
+
+const PreflightCheck adapterNotSet{ID::adapterConfigured, Status::fail,
+                                   "Card isn't set to 192.168.0.1/24",
+                                   PreflightCheck::ConfigureAdapter{"Wired 1"}};
 
 std::vector<LogLine> logLines(std::initializer_list<std::int64_t> ids) {
     std::vector<LogLine> lines;
@@ -38,7 +45,8 @@ std::vector<LogLine> logLines(std::initializer_list<std::int64_t> ids) {
     return lines;
 }
 
-Lease lease(std::uint8_t last, Lease::State state, TimePoint expiresAt) {
+Lease lease(std::uint8_t last, Lease::State state = Lease::State::bound,
+            TimePoint expiresAt = testStart + 1h) {
     Lease lease;
     lease.mac = MACAddress(MACAddress::ByteArray{0x02, 0, 0, 0, 0, last});
     lease.ip = IPv4Address(192, 168, 0, last);
@@ -47,27 +55,41 @@ Lease lease(std::uint8_t last, Lease::State state, TimePoint expiresAt) {
     return lease;
 }
 
-// Configure lab0 the way the iproute2 fallback does: two steps that must stop at the first
-// failure, so the terminal form needs sudo before each.
-PendingCommand configureLab0() {
-    return {
-        7, "Configure lab0 as 192.168.0.1/24?",
-        SetupCommand{{"ip address flush dev 'lab0'", "ip address add 192.168.0.1/24 dev 'lab0'"}},
-        "lab0"};
-}
-
-QPushButton* buttonLabelled(QWidget& parent, const QString& text) {
-    for (auto* button : parent.findChildren<QPushButton*>()) {
-        if (button->text() == text) {
-            return button;
-        }
-    }
-    return nullptr;
-}
-
 QString cell(const QAbstractItemModel& model, int row, int column) {
     return model.index(row, column).data().toString();
 }
+
+template <class Widget> Widget& child(QObject& parent, const char* name) {
+    return *parent.findChild<Widget*>(QString::fromLatin1(name));
+}
+
+// The dashboard over a model of one wired card, en0, with the given checks; `open()` shows
+// it and lets the model start up.
+struct Dashboard {
+    explicit Dashboard(std::vector<PreflightCheck> checks, std::uint16_t serverPort = 0,
+                       const std::function<void(AppModelEnvironment&)>& adjust = {})
+        : model([&] {
+              auto environment = testing::testEnvironment(
+                  folder, clock, {testing::wiredCard("en0")}, std::move(checks), 0, serverPort);
+              if (adjust) {
+                  adjust(environment);
+              }
+              return environment;
+          }()),
+          window(model) {}
+    void open() {
+        window.show();
+        model.bootstrap();
+    }
+    std::filesystem::path file(const char* name) const {
+        return std::filesystem::path(folder.path().toStdString()) / name;
+    }
+
+    QTemporaryDir folder;
+    testing::ManualClock clock;
+    AppModel model;
+    DashboardWindow window;
+};
 
 } // namespace
 
@@ -86,14 +108,12 @@ private Q_SLOTS:
         model.setLines(logLines({1, 2, 3}));
         model.setLines(logLines({1, 2, 3, 4, 5}));
         QCOMPARE(inserted.count(), 2);
-        QCOMPARE(inserted.last().at(1).toInt(), 3);
-        QCOMPARE(inserted.last().at(2).toInt(), 4);
+        QCOMPARE(inserted.last().mid(1), (QVariantList{3, 4}));
 
         // The on-screen log is full: the two oldest lines go as one line arrives.
         model.setLines(logLines({3, 4, 5, 6}));
         QCOMPARE(removed.count(), 1);
-        QCOMPARE(removed.last().at(1).toInt(), 0);
-        QCOMPARE(removed.last().at(2).toInt(), 1);
+        QCOMPARE(removed.last().mid(1), (QVariantList{0, 1}));
         QCOMPARE(reset.count(), 0);
         QCOMPARE(model.rowCount(), 4);
         QCOMPARE(cell(model, 0, 0), QStringLiteral("line 3"));
@@ -107,57 +127,47 @@ private Q_SLOTS:
     }
 
     void leaseTableReadsTimeLeftAndPresence_data() {
-        QTest::addColumn<int>("state");
-        QTest::addColumn<int>("millisecondsLeft");
-        QTest::addColumn<int>("presence");
-        QTest::addColumn<QString>("leaseLeft");
-        QTest::addColumn<QString>("presenceShown");
-        const int none = -1;
-        // A lease half a second short of 90 minutes still reads 1 h 30 m: time left rounds
-        // up, so a live lease never reads as nothing left.
+        QTest::addColumn<LeaseTableModel::Row>("row");
+        QTest::addColumn<QStringList>("shown");
+        // Half a second short of 90 minutes still reads 1 h 30 m: time left rounds up, so a
+        // live lease never reads as nothing left.
         QTest::newRow("bound rounds up")
-            << int(Lease::State::bound) << 5'399'500 << int(PresenceState::online) << "1 h 30 m"
-            << "online";
-        QTest::newRow("offer at its expiry") << int(Lease::State::offered) << 0 << none << "expired"
-                                             << "\u2014";
+            << LeaseTableModel::Row{lease(100, Lease::State::bound, testStart + 5'399'500ms),
+                                    PresenceState::online}
+            << QStringList{"1 h 30 m", "online"};
+        QTest::newRow("offer at its expiry")
+            << LeaseTableModel::Row{lease(100, Lease::State::offered, testStart), std::nullopt}
+            << QStringList{"expired", "\u2014"};
         QTest::newRow("released early")
-            << int(Lease::State::released) << 600'000 << int(PresenceState::offline) << "released"
-            << "offline";
+            << LeaseTableModel::Row{lease(100, Lease::State::released, testStart + 10min),
+                                    PresenceState::offline}
+            << QStringList{"released", "offline"};
     }
-
     void leaseTableReadsTimeLeftAndPresence() {
-        QFETCH(int, state);
-        QFETCH(int, millisecondsLeft);
-        QFETCH(int, presence);
-        QFETCH(QString, leaseLeft);
-        QFETCH(QString, presenceShown);
+        QFETCH(LeaseTableModel::Row, row);
+        QFETCH(QStringList, shown);
         LeaseTableModel model;
         QAbstractItemModelTester tester(&model,
                                         QAbstractItemModelTester::FailureReportingMode::QtTest);
-        const TimePoint now = testing::screensNow;
-        LeaseTableModel::Row row{
-            lease(100, Lease::State(state), now + std::chrono::milliseconds(millisecondsLeft)),
-            presence < 0 ? std::nullopt : std::optional(PresenceState(presence))};
-        model.setRows({row}, now);
-        QCOMPARE(cell(model, 0, LeaseTableModel::leaseLeft), leaseLeft);
-        QCOMPARE(cell(model, 0, LeaseTableModel::presence), presenceShown);
+        model.setRows({row}, testStart);
+        QCOMPARE((QStringList{cell(model, 0, LeaseTableModel::leaseLeft),
+                              cell(model, 0, LeaseTableModel::presence)}),
+                 shown);
         QCOMPARE(model.index(0, 0).data(LeaseTableModel::macRole).toString(),
                  QStringLiteral("02:00:00:00:00:64"));
     }
 
     void leaseTableKeepsTheSelectedClientAcrossRedraws() {
         LeaseTableView view;
-        const TimePoint now = testing::screensNow;
-        const auto first = lease(100, Lease::State::bound, now + 1h);
-        const auto second = lease(101, Lease::State::bound, now + 1h);
-        view.setRows({{first, PresenceState::offline}, {second, std::nullopt}}, now);
+        view.setRows({{lease(100), PresenceState::offline}, {lease(101), std::nullopt}}, testStart);
         view.selectMAC(QStringLiteral("02:00:00:00:00:65"));
 
         // The second device came online and sorts first now.
-        view.setRows({{second, PresenceState::online}, {first, PresenceState::offline}}, now);
+        view.setRows({{lease(101), PresenceState::online}, {lease(100), PresenceState::offline}},
+                     testStart);
         QCOMPARE(view.selectedMAC(), QStringLiteral("02:00:00:00:00:65"));
         QSignalSpy forget(&view, &LeaseTableView::forgetRequested);
-        view.findChild<QPushButton*>(QStringLiteral("forgetLease"))->click();
+        child<QPushButton>(view, "forgetLease").click();
         QCOMPARE(forget.count(), 1);
         QCOMPARE(forget.first().first().toString(), QStringLiteral("02:00:00:00:00:65"));
     }
@@ -172,15 +182,13 @@ private Q_SLOTS:
         QCOMPARE(sheet.config(), std::optional(custom));
         QCOMPARE(sheet.rangeCountShown(), QStringLiteral("101 addresses"));
 
-        auto* rangeEnd = sheet.findChild<QLineEdit*>(QStringLiteral("rangeEnd"));
-        rangeEnd->clear();
-        QTest::keyClicks(rangeEnd, QStringLiteral("192.168.0.109"));
+        auto& rangeEnd = child<QLineEdit>(sheet, "rangeEnd");
+        rangeEnd.clear();
+        QTest::keyClicks(&rangeEnd, QStringLiteral("192.168.0.109"));
         QCOMPARE(sheet.rangeCountShown(), QStringLiteral("10 addresses"));
 
-        QTest::keyClicks(sheet.findChild<QLineEdit*>(QStringLiteral("serverIP")),
-                         QStringLiteral(".5"));
-        auto* dns = sheet.findChild<QLineEdit*>(QStringLiteral("dns"));
-        QTest::keyClicks(dns, QStringLiteral(", abc"));
+        QTest::keyClicks(&child<QLineEdit>(sheet, "serverIP"), QStringLiteral(".5"));
+        QTest::keyClicks(&child<QLineEdit>(sheet, "dns"), QStringLiteral(", abc"));
         QCOMPARE(sheet.messagesShown(SettingsForm::Field::server),
                  gui_texts::toQString(config_texts::serverIPNotAnAddress));
         QCOMPARE(sheet.messagesShown(SettingsForm::Field::dns),
@@ -200,40 +208,35 @@ private Q_SLOTS:
         QVERIFY(!sheet.canSave());
     }
 
+    // Two steps that must stop at the first failure, so the terminal form needs sudo before
+    // each; the failure form is checked through the dashboard below.
     void commandDialogShowsTheCommandAndItsTerminalForm() {
         CommandDialog dialog;
-        const PendingCommand command = configureLab0();
-        const QString terminal =
-            QStringLiteral("sudo ip address flush dev 'lab0' && sudo ip address add "
-                           "192.168.0.1/24 dev 'lab0'");
+        const PendingCommand command{7, "Configure lab0 as 192.168.0.1/24?",
+                                     SetupCommand{{"ip address flush dev 'lab0'",
+                                                   "ip address add 192.168.0.1/24 dev 'lab0'"}},
+                                     "lab0"};
         dialog.showConfirmation(command);
         QCOMPARE(dialog.commandShown(),
                  QStringLiteral("Corvane will run:\n\nip address flush dev 'lab0' && ip address "
                                 "add 192.168.0.1/24 dev 'lab0'"));
-        dialog.findChild<QPushButton*>(QStringLiteral("copyTerminalCommand"))->click();
-        QCOMPARE(QGuiApplication::clipboard()->text(), terminal);
+        child<QPushButton>(dialog, "copyTerminalCommand").click();
+        QCOMPARE(QGuiApplication::clipboard()->text(),
+                 QStringLiteral("sudo ip address flush dev 'lab0' && sudo ip address add "
+                                "192.168.0.1/24 dev 'lab0'"));
 
         QSignalSpy run(&dialog, &CommandDialog::runRequested);
-        auto* runButton = dialog.findChild<QPushButton*>(QStringLiteral("run"));
-        runButton->click();
+        auto& runButton = child<QPushButton>(dialog, "run");
+        runButton.click();
         QCOMPARE(run.count(), 1);
         QCOMPARE(run.first().first().value<PendingCommand>(), command);
         dialog.setRunning(true);
-        QVERIFY(!runButton->isEnabled());
-
-        dialog.showFailure(command, QStringLiteral("The command failed."));
-        QCOMPARE(dialog.commandShown(), QStringLiteral("The command failed.\n\nYou can run this "
-                                                       "in Terminal instead:\n") +
-                                            terminal);
-        QVERIFY(runButton->isHidden());
+        QVERIFY(!runButton.isEnabled());
     }
 
     void checklistOffersTheFixAsAButtonWhileStopped() {
         ChecklistView checklist;
-        checklist.setChecks(
-            {{PreflightCheck::ID::wired, PreflightCheck::Status::pass, "ok", {}},
-             {PreflightCheck::ID::adapterConfigured, PreflightCheck::Status::fail,
-              "Card isn't set to 192.168.0.1/24", PreflightCheck::ConfigureAdapter{"Wired 1"}}});
+        checklist.setChecks({{ID::wired, Status::pass, "ok", {}}, adapterNotSet});
         const auto buttons = checklist.findChildren<QPushButton*>();
         QCOMPARE(buttons.size(), 1);
         QSignalSpy requested(&checklist, &ChecklistView::configureAdapterRequested);
@@ -246,58 +249,41 @@ private Q_SLOTS:
     }
 
     void dashboardForgetsALeaseOnlyOnceConfirmed() {
-        QTemporaryDir folder;
-        const auto root = std::filesystem::path(folder.path().toStdString());
-        const auto kept = lease(100, Lease::State::bound, testing::screensNow + 1h);
-        const auto forgotten = lease(101, Lease::State::bound, testing::screensNow + 1h);
-        LeaseFile(root / "leases.json").save(LeaseTable({kept, forgotten}, {}));
-        AppModel model(testing::screensEnvironment(folder, {testing::wiredTestCard("en0")}, {}));
-        DashboardWindow window(model);
-        window.show();
-        model.bootstrap();
+        Dashboard dashboard({});
+        const LeaseFile file(dashboard.file("leases.json"));
+        file.save(LeaseTable({lease(100), lease(101)}, {}));
+        dashboard.open();
+        auto& window = dashboard.window;
         QTRY_COMPARE(window.leaseTable().model().rowCount(), 2);
 
-        const auto askToForget = [&] {
+        const auto forgetAnd = [&](QMessageBox::ButtonRole role) {
             window.leaseTable().selectMAC(QStringLiteral("02:00:00:00:00:65"));
-            window.leaseTable().findChild<QPushButton*>(QStringLiteral("forgetLease"))->click();
+            child<QPushButton>(window.leaseTable(), "forgetLease").click();
             QTRY_VERIFY(window.leaseEditConfirmation().isVisible());
             QCOMPARE(window.leaseEditConfirmation().text(), QStringLiteral("Forget this lease?"));
-        };
-        const auto press = [&](QMessageBox::ButtonRole role) {
             for (auto* button : window.leaseEditConfirmation().buttons()) {
                 if (window.leaseEditConfirmation().buttonRole(button) == role) {
                     button->click();
-                    return;
                 }
             }
-            QFAIL("the confirmation has no such button");
-        };
-        const auto leasesOnFile = [&] {
-            return LeaseFile(root / "leases.json").load(testing::screensNow).table.leases().size();
         };
 
-        askToForget();
-        press(QMessageBox::RejectRole);
+        forgetAnd(QMessageBox::RejectRole);
         QTRY_VERIFY(!window.leaseEditConfirmation().isVisible());
-        QVERIFY(!model.confirmForget());
-        QCOMPARE(leasesOnFile(), std::size_t(2));
+        QVERIFY(!dashboard.model.confirmForget());
+        QCOMPARE(file.load(testStart).table.leases().size(), std::size_t(2));
 
-        askToForget();
-        press(QMessageBox::AcceptRole);
+        forgetAnd(QMessageBox::AcceptRole);
         QTRY_COMPARE(window.leaseTable().model().rowCount(), 1);
-        QCOMPARE(leasesOnFile(), std::size_t(1));
-        QCOMPARE(window.leaseTable().model().rows().front().lease.mac, kept.mac);
+        QCOMPARE(file.load(testStart).table.leases(), std::vector<Lease>{lease(100)});
+        QCOMPARE(window.leaseTable().model().rows().front().lease.mac, lease(100).mac);
     }
 
     void dashboardShowsAFailedStartAsACriticalBannerUntilDismissed() {
-        QTemporaryDir folder;
         const testing::HeldLoopbackPort taken;
-        AppModel model(testing::screensEnvironment(
-            folder, {testing::wiredTestCard("en0")},
-            {{PreflightCheck::ID::wired, PreflightCheck::Status::pass, "ok", {}}}, taken.port()));
-        DashboardWindow window(model);
-        window.show();
-        model.bootstrap();
+        Dashboard dashboard({{ID::wired, Status::pass, "ok", {}}}, taken.port());
+        dashboard.open();
+        auto& window = dashboard.window;
         QTRY_VERIFY(window.startButton().isEnabled());
         window.startButton().click();
 
@@ -305,89 +291,82 @@ private Q_SLOTS:
         NoticeBanner& banner = *window.banners().front();
         QVERIFY(banner.isCritical());
         QCOMPARE(banner.message(), QString::fromStdString(notice_texts::portInUse("dnsmasq")));
-        banner.findChild<QPushButton*>(QStringLiteral("dismiss"))->click();
+        child<QPushButton>(banner, "dismiss").click();
         QTRY_VERIFY(window.banners().empty());
-        QVERIFY(model.state().notices.empty());
+        QVERIFY(dashboard.model.state().notices.empty());
     }
 
     void dashboardSavesSettingsOnlyOnSave() {
-        QTemporaryDir folder;
-        const auto environment =
-            testing::screensEnvironment(folder, {testing::wiredTestCard("en0")}, {});
-        const SettingsFile settings(environment.settingsPath);
-        AppModel model(environment);
-        DashboardWindow window(model);
-        window.show();
-        model.bootstrap();
+        Dashboard dashboard({});
+        dashboard.open();
+        auto& window = dashboard.window;
         QTRY_COMPARE(window.waitingPanel().tcpdumpCommand(),
                      QStringLiteral("sudo tcpdump -i en0 -n -e 'udp port 67 or udp port 68'"));
         QCOMPARE(window.waitingPanel().nextAddressText(),
                  QStringLiteral("192.168.0.100 is ready to hand out"));
 
         SettingsDialog& sheet = window.settingsDialog();
-        auto* rangeStart = sheet.findChild<QLineEdit*>(QStringLiteral("rangeStart"));
-        const auto editRangeStart = [&] {
-            buttonLabelled(window, gui_texts::settingsButton)->click();
+        auto& rangeStart = child<QLineEdit>(sheet, "rangeStart");
+        const auto editRangeStartAndPress = [&](QDialogButtonBox::StandardButton which) {
+            for (auto* button : window.findChildren<QPushButton*>()) {
+                if (button->text() == gui_texts::settingsButton) {
+                    button->click();
+                }
+            }
             QTRY_VERIFY(sheet.isVisible());
-            QCOMPARE(rangeStart->text(), QStringLiteral("192.168.0.100"));
-            rangeStart->selectAll();
-            QTest::keyClicks(rangeStart, QStringLiteral("192.168.0.150"));
-        };
-        const auto press = [&](QDialogButtonBox::StandardButton which) {
+            QCOMPARE(rangeStart.text(), QStringLiteral("192.168.0.100"));
+            rangeStart.selectAll();
+            QTest::keyClicks(&rangeStart, QStringLiteral("192.168.0.150"));
             sheet.findChild<QDialogButtonBox*>()->button(which)->click();
             QTRY_VERIFY(!sheet.isVisible());
-            QVERIFY(!model.settingsOpen());
+            QVERIFY(!dashboard.model.settingsOpen());
         };
 
-        editRangeStart();
-        press(QDialogButtonBox::Cancel);
-        QCOMPARE(model.config(), ServerConfig::defaultConfig());
+        editRangeStartAndPress(QDialogButtonBox::Cancel);
+        QCOMPARE(dashboard.model.config(), ServerConfig::defaultConfig());
 
-        editRangeStart();
-        press(QDialogButtonBox::Save);
-        QCOMPARE(model.config().rangeStart, IPv4Address(192, 168, 0, 150));
-        QCOMPARE(settings.serverConfig(), model.config());
+        editRangeStartAndPress(QDialogButtonBox::Save);
+        QCOMPARE(dashboard.model.config().rangeStart, IPv4Address(192, 168, 0, 150));
+        QCOMPARE(SettingsFile(dashboard.file("settings.json")).serverConfig(),
+                 dashboard.model.config());
         QTRY_COMPARE(window.waitingPanel().nextAddressText(),
                      QStringLiteral("192.168.0.150 is ready to hand out"));
     }
 
     void dashboardRunsAFixOnlyOnceConfirmedAndOffersTheTerminalWhenItFails() {
-        QTemporaryDir folder;
-        auto environment = testing::screensEnvironment(
-            folder, {testing::wiredTestCard("en0")},
-            {{PreflightCheck::ID::adapterConfigured, PreflightCheck::Status::fail,
-              "Card isn't set to 192.168.0.1/24", PreflightCheck::ConfigureAdapter{"Wired 1"}}});
         auto runs = std::make_shared<std::atomic<int>>(0);
-        environment.host.runAsAdministrator = [runs](const std::string&, const SetupCommand&) {
-            ++*runs;
-            throw HostSetupError("Not authorised.");
-        };
-        AppModel model(std::move(environment));
-        DashboardWindow window(model);
-        window.show();
-        model.bootstrap();
-        CommandDialog& dialog = window.commandDialog();
-        const auto askForTheFix = [&] {
-            QTRY_VERIFY(!window.checklist().findChildren<QPushButton*>().isEmpty());
-            window.checklist().findChildren<QPushButton*>().first()->click();
+        Dashboard dashboard({adapterNotSet}, 0, [runs](AppModelEnvironment& environment) {
+            environment.host.runAsAdministrator = [runs](const std::string&, const SetupCommand&) {
+                ++*runs;
+                throw HostSetupError("Not authorised.");
+            };
+        });
+        dashboard.open();
+        CommandDialog& dialog = dashboard.window.commandDialog();
+        const auto askForTheFixAndPress = [&](const char* button) {
+            QTRY_VERIFY(!dashboard.window.checklist().findChildren<QPushButton*>().isEmpty());
+            dashboard.window.checklist().findChildren<QPushButton*>().first()->click();
             QTRY_VERIFY(dialog.isVisible());
             QVERIFY(dialog.commandShown().startsWith(
                 QStringLiteral("Corvane will run:\n\nnmcli connection modify 'Wired 1' ")));
+            child<QPushButton>(dialog, button).click();
         };
 
-        askForTheFix();
-        dialog.findChild<QPushButton*>(QStringLiteral("close"))->click();
-        QTRY_VERIFY(!model.pendingCommand());
+        askForTheFixAndPress("close");
+        QTRY_VERIFY(!dashboard.model.pendingCommand());
         QCOMPARE(runs->load(), 0);
 
-        askForTheFix();
-        dialog.findChild<QPushButton*>(QStringLiteral("run"))->click();
+        askForTheFixAndPress("run");
         QTRY_VERIFY(dialog.isVisible() && dialog.isFailure());
         QCOMPARE(runs->load(), 1);
-        QVERIFY(dialog.commandShown().startsWith(QStringLiteral(
-            "Not authorised.\n\nYou can run this in Terminal instead:\nsudo nmcli connection")));
-        dialog.findChild<QPushButton*>(QStringLiteral("close"))->click();
-        QTRY_VERIFY(!model.failedCommand());
+        QCOMPARE(dialog.commandShown(),
+                 QStringLiteral("Not authorised.\n\nYou can run this in Terminal instead:\nsudo "
+                                "nmcli connection modify 'Wired 1' ipv4.method manual "
+                                "ipv4.addresses 192.168.0.1/24 && sudo nmcli connection up "
+                                "'Wired 1'"));
+        QVERIFY(child<QPushButton>(dialog, "run").isHidden());
+        child<QPushButton>(dialog, "close").click();
+        QTRY_VERIFY(!dashboard.model.failedCommand());
         QVERIFY(!dialog.isVisible());
     }
 };
