@@ -11,8 +11,9 @@ namespace corvane::cli {
 namespace {
 
 // Parses `arguments` as a command with the configuration flags and resolves them on top
-// of the default configuration.
-ServerConfig resolved(const std::vector<std::string>& arguments, bool* virtualCards = nullptr) {
+// of `saved`.
+ServerConfig resolved(const std::vector<std::string>& arguments, bool* virtualCards = nullptr,
+                      const ServerConfig& saved = ServerConfig::defaultConfig()) {
     CLI::App command("test");
     ConfigFlags flags;
     flags.addTo(command);
@@ -24,7 +25,7 @@ ServerConfig resolved(const std::vector<std::string>& arguments, bool* virtualCa
     if (virtualCards != nullptr) {
         *virtualCards = flags.showVirtualCards(false);
     }
-    return flags.resolve(ServerConfig::defaultConfig());
+    return flags.resolve(saved);
 }
 
 std::vector<std::string> problemsOf(const std::vector<std::string>& arguments) {
@@ -68,15 +69,10 @@ TEST(ConfigFlags, EachFlagReplacesOneField) {
 }
 
 TEST(ConfigFlags, EmptyValuesClearTheRouterAndTheDNSServers) {
-    CLI::App command("test");
-    ConfigFlags flags;
-    flags.addTo(command);
-    const char* argv[] = {"corvane", "--router", "", "--dns", ""};
-    command.parse(5, argv);
     auto saved = ServerConfig::defaultConfig();
     saved.router = IPv4Address(192, 168, 0, 254);
     saved.dns = {IPv4Address(192, 168, 0, 1)};
-    const auto config = flags.resolve(saved);
+    const auto config = resolved({"--router", "", "--dns", ""}, nullptr, saved);
     EXPECT_FALSE(config.router);
     EXPECT_TRUE(config.dns.empty());
 }

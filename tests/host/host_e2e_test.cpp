@@ -82,7 +82,7 @@ protected:
     testing::FakePrograms fakes_;
 };
 
-TEST_F(CardLab, AVethShowsUpAsAVirtualCardWithLinkMediaAndAddresses) {
+TEST_F(CardLab, AVethShowsUpAsAVirtualCardWithLinkMediaAddressesAndMethod) {
     lab_->run(card_, "ip address add 192.168.77.1/24 dev cv0 && "
                      "ip address add 10.55.0.9/16 dev cv0 valid_lft 600 preferred_lft 600");
     const auto mac = lab_->output(card_, "cat /sys/class/net/cv0/address");
@@ -101,14 +101,13 @@ TEST_F(CardLab, AVethShowsUpAsAVirtualCardWithLinkMediaAndAddresses) {
                                                             IPv4Address(255, 255, 255, 0)}));
     EXPECT_FALSE(card->isPrimary);
     EXPECT_EQ(card->addressSummary(), "192.168.77.1 (manual)");
-}
 
-TEST_F(CardLab, AnAddressWithALeaseTimeReadsAsDHCP) {
-    lab_->run(card_, "ip address add 10.55.0.9/16 dev cv0 valid_lft 600 preferred_lft 600");
-    const auto card = cardNamed("cv0");
-    ASSERT_TRUE(card);
-    EXPECT_EQ(card->configMethod, NetworkCard::ConfigMethod(NetworkCard::DHCP{}));
-    EXPECT_EQ(card->addressSummary(), "10.55.0.9 (DHCP)");
+    // An address with a lease time is one a DHCP client set.
+    lab_->run(card_, "ip address del 192.168.77.1/24 dev cv0");
+    const auto leased = cardNamed("cv0");
+    ASSERT_TRUE(leased);
+    EXPECT_EQ(leased->configMethod, NetworkCard::ConfigMethod(NetworkCard::DHCP{}));
+    EXPECT_EQ(leased->addressSummary(), "10.55.0.9 (DHCP)");
 }
 
 // NetworkManager's word counts only for devices it manages by name and hardware address:
@@ -120,8 +119,7 @@ TEST_F(CardLab, NetworkManagerProfilesApplyToTheDevicesItManages) {
     lab_->run(card_, "ip link set eth1 address 02:00:00:00:aa:01 && "
                      "ip link set eth2 address 02:00:00:00:aa:02 && "
                      "ip address add 192.168.77.1/24 dev cv0");
-    testing::FakePrograms fakes;
-    fakes.add("nmcli", R"(case "$*" in
+    fakes_.add("nmcli", R"(case "$*" in
 "-t -f RUNNING general") echo running ;;
 "-t -f NAME,UUID,DEVICE,ACTIVE connection show")
   printf 'Spare eth1:u1::no\nLab\\: bench:u2:eth1:yes\nLoose:u4::no\nHost profile:u5:cv0:yes\n' ;;
@@ -136,7 +134,7 @@ TEST_F(CardLab, NetworkManagerProfilesApplyToTheDevicesItManages) {
 *) exit 1 ;;
 esac)");
     const NetworkLab::Entered inside(card_);
-    const auto configs = Interfaces::serviceConfigs(fakes.runner());
+    const auto configs = Interfaces::serviceConfigs(fakes_.runner());
     using Config = Interfaces::ServiceConfig;
     const auto mask24 = IPv4Address(255, 255, 255, 0);
     EXPECT_EQ(
@@ -146,14 +144,14 @@ esac)");
     EXPECT_EQ(configs.at("cv0"),
               (Config{"cv0", NetworkCard::Manual{IPv4Address(192, 168, 77, 1), mask24}, false}));
 
-    for (const auto& card : Interfaces::list(fakes.runner())) {
+    for (const auto& card : Interfaces::list(fakes_.runner())) {
         if (card.bsdName == "eth1" || card.bsdName == "cv0") {
             EXPECT_EQ(HostSetup::toolFor(card), card.bsdName == "eth1"
                                                     ? HostSetup::Tool::networkManager
                                                     : HostSetup::Tool::iproute2);
         }
     }
-    const auto known = HostSetup::knownServiceNames(fakes.runner());
+    const auto known = HostSetup::knownServiceNames(fakes_.runner());
     const auto knows = [&](const std::string& name) {
         return std::find(known.begin(), known.end(), name) != known.end();
     };
@@ -162,7 +160,8 @@ esac)");
     EXPECT_FALSE(knows("eth1")) << "a managed card is known by its profile's name only";
 }
 
-TEST_F(CardLab, TakingThePeerDownTakesTheLinkDown) {
+// A free and a held port 67 are read through the check command below.
+TEST_F(CardLab, ProbesSeeThePeerTakeTheLinkDownAndAnUnknownCardFail) {
     {
         const NetworkLab::Entered inside(card_);
         EXPECT_TRUE(Interfaces::mediaStatus("cv0").linkUp);
@@ -171,6 +170,7 @@ TEST_F(CardLab, TakingThePeerDownTakesTheLinkDown) {
     const NetworkLab::Entered inside(card_);
     EXPECT_EQ(Interfaces::mediaStatus("cv0"), Interfaces::MediaStatus{});
     EXPECT_EQ(Interfaces::mediaStatus("no-such-card"), Interfaces::MediaStatus{});
+    EXPECT_EQ(Preflight::port67State("no-such-card"), Port67State(Port67Error{"No such device"}));
 }
 
 TEST_F(CardLab, ThePrimaryCardCarriesTheCheapestDefaultRoute) {
@@ -208,18 +208,6 @@ TEST_F(CardLab, TheMonitorCallsBackWhenAnAddressIsAdded) {
     const int callsAtStop = calls;
     lab_->run(card_, "ip address add 10.9.1.1/24 dev cv0");
     EXPECT_EQ(calls, callsAtStop) << "no call after stop() returned";
-}
-
-TEST_F(CardLab, APortHolderIsNamed) {
-    {
-        const NetworkLab::Entered inside(card_);
-        EXPECT_EQ(Preflight::port67State("cv0"), Port67State(Port67Free{}));
-    }
-    const pid_t holder = holdPort67();
-    ASSERT_NE(holder, 0) << "the port holder did not start";
-    const NetworkLab::Entered inside(card_);
-    EXPECT_EQ(Preflight::port67State("cv0"), Port67State(Port67InUse{commandName(holder)}));
-    EXPECT_EQ(Preflight::port67State("no-such-card"), Port67State(Port67Error{"No such device"}));
 }
 
 // The command itself, run inside the namespace so that it sees that namespace's sysfs.
@@ -270,7 +258,7 @@ TEST_F(CheckCommand, EveryFailureIsListedAndBlocksTheStart) {
                                std::string(host_texts::checklistFooter) + "\n");
 }
 
-TEST_F(CheckCommand, AWrongAddressShowsTheCommandThatFixesIt) {
+TEST_F(CheckCommand, AWrongAddressShowsItsFixAndAnUnknownCardIsAUsageError) {
     const auto output = corvane({"check", "--interface", "cv0", "--virtual"});
     EXPECT_EQ(output.status, 1);
     EXPECT_NE(output.text.find("\u2717 Card isn't set to 192.168.0.1/24\n"
@@ -279,6 +267,10 @@ TEST_F(CheckCommand, AWrongAddressShowsTheCommandThatFixesIt) {
                                "up\n"),
               std::string::npos)
         << output.text;
+    EXPECT_EQ(
+        corvane({"check", "--interface", "nope0"}),
+        (ProcessRunner::Output{2, "There is no network card named \"nope0\". Run \"corvane cards "
+                                  "--all\" to see the name of every card.\n"}));
 }
 
 TEST_F(CheckCommand, WithoutTheCapabilityThePortCheckSaysHowToGrantIt) {
@@ -289,13 +281,6 @@ TEST_F(CheckCommand, WithoutTheCapabilityThePortCheckSaysHowToGrantIt) {
     const auto expected =
         "\u2717 " + host_texts::portCannotOpen(host_texts::portNeedsCapability(CORVANE_BINARY));
     EXPECT_NE(output.text.find(expected + "\n"), std::string::npos) << output.text;
-}
-
-TEST_F(CheckCommand, AnUnknownCardIsAUsageError) {
-    const auto output = corvane({"check", "--interface", "nope0"});
-    EXPECT_EQ(output, (ProcessRunner::Output{
-                          2, "There is no network card named \"nope0\". Run \"corvane cards "
-                             "--all\" to see the name of every card.\n"}));
 }
 
 TEST_F(CheckCommand, CardsListsTheVirtualCardOnlyWhenAskedTo) {

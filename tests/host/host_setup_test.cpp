@@ -12,29 +12,37 @@ namespace {
 using Tool = HostSetup::Tool;
 using Privilege = HostSetup::Privilege;
 
+// What `action` threw, if it threw a HostSetupError.
+std::optional<HostSetupError> thrownBy(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const HostSetupError& error) {
+        return error;
+    }
+    return std::nullopt;
+}
+
+// Each quoted word also goes through a real shell and must come out as the text itself.
 TEST(ShellQuote, AlwaysMakesOneInertShellWord) {
-    struct Case {
+    const struct {
         const char* text;
         const char* quoted;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"", "''"},
         {"USB LAN 2", "'USB LAN 2'"},
         {"it's", "'it'\\''s'"},
         {"$(reboot)", "'$(reboot)'"},
         {"a\"b`c`\\d", "'a\"b`c`\\d'"},
         {"''", "''\\'''\\'''"},
+        {"x $(touch y) `id` ; | & *", "'x $(touch y) `id` ; | & *'"},
     };
     for (const auto& entry : cases) {
-        EXPECT_EQ(HostSetup::shellQuote(entry.text), entry.quoted) << entry.text;
+        SCOPED_TRACE(entry.text);
+        EXPECT_EQ(HostSetup::shellQuote(entry.text), entry.quoted);
+        const auto line = "printf '%s' " + HostSetup::shellQuote(entry.text);
+        EXPECT_EQ(ProcessRunner().run("/bin/sh", {"-c", line}),
+                  (ProcessRunner::Output{0, entry.text}));
     }
-}
-
-TEST(ShellQuote, ReachesTheShellUnchanged) {
-    const std::string hostile = "it's $(touch x) `id` \"q\" \\ ; | & *";
-    const auto output =
-        ProcessRunner().run("/bin/sh", {"-c", "printf '%s' " + HostSetup::shellQuote(hostile)});
-    EXPECT_EQ(output, (ProcessRunner::Output{0, hostile}));
 }
 
 TEST(SetupCommands, BuildTheLinesForEachTool) {
@@ -49,26 +57,9 @@ TEST(SetupCommands, BuildTheLinesForEachTool) {
               "nmcli connection modify 'it'\\''s' ipv4.method auto ipv4.addresses '' && "
               "nmcli connection up 'it'\\''s'");
     EXPECT_FALSE(HostSetup::setDHCPCommand("eth1", Tool::iproute2));
-}
-
-TEST(SetupCommands, SudoCoversEveryStep) {
-    const SetupCommand single{{"ip link set 'eth1' up"}};
-    EXPECT_EQ(single.sudoLine(), "sudo ip link set 'eth1' up");
-    const SetupCommand twoSteps{{"a 'x'", "b"}};
-    EXPECT_EQ(twoSteps.sudoLine(), "sudo a 'x' && sudo b");
-}
-
-TEST(ValidatedService, AcceptsOnlyAnExactKnownName) {
-    const std::vector<std::string> known = {"Ethernet", "USB LAN"};
-    EXPECT_EQ(HostSetup::validatedService("USB LAN", known), "USB LAN");
-    for (const std::string unknown : {"ethernet", "USB LAN ", ""}) {
-        try {
-            HostSetup::validatedService(unknown, known);
-            ADD_FAILURE() << "accepted " << unknown;
-        } catch (const HostSetupError& error) {
-            EXPECT_EQ(error, HostSetupError("Unknown network service: " + unknown));
-        }
-    }
+    // Each step needs its own sudo, or the second would run unprivileged.
+    EXPECT_EQ((SetupCommand{{"ip link set 'eth1' up"}}).sudoLine(), "sudo ip link set 'eth1' up");
+    EXPECT_EQ((SetupCommand{{"a 'x'", "b"}}).sudoLine(), "sudo a 'x' && sudo b");
 }
 
 // A fake nmcli that reports NetworkManager running, lists `connections`, and appends
@@ -95,7 +86,7 @@ esac)");
 
 TEST_F(FakeNetworkManager, AHostileServiceNameReachesNmcliAsOneArgument) {
     const std::string hostile = "Lab 'A' $(touch pwned) `touch pwned2`; \"x\"";
-    install("Lab 'A' $(touch pwned) `touch pwned2`; \"x\":u1:eth1:yes");
+    install(hostile + ":u1:eth1:yes");
     const auto runner = fakes_.runner();
     ASSERT_EQ(HostSetup::activeTool(runner), Tool::networkManager);
     const auto known = HostSetup::knownServiceNames(runner);
@@ -113,27 +104,26 @@ TEST_F(FakeNetworkManager, AHostileServiceNameReachesNmcliAsOneArgument) {
     EXPECT_FALSE(std::filesystem::exists(fakes_.folder() / "pwned"));
 }
 
-TEST_F(FakeNetworkManager, AnUnknownServiceIsRefusedBeforeAnythingRuns) {
+TEST_F(FakeNetworkManager, OnlyAnExactKnownServiceNameRuns) {
     install("Ethernet:u1:eth0:yes");
-    const auto command = HostSetup::setManualCommand("ethernet", IPv4Address(192, 168, 0, 1), 24,
-                                                     Tool::networkManager);
-    try {
-        HostSetup::runForService("ethernet", command, fakes_.runner(), Privilege::administrator);
-        FAIL() << "an unknown service ran";
-    } catch (const HostSetupError& error) {
-        EXPECT_EQ(error.message(), "Unknown network service: ethernet");
-        EXPECT_FALSE(error.isCancellation());
+    for (const std::string unknown : {"ethernet", "Ethernet ", ""}) {
+        const auto command = HostSetup::setManualCommand(unknown, IPv4Address(192, 168, 0, 1), 24,
+                                                         Tool::networkManager);
+        EXPECT_EQ(thrownBy([&] {
+                      HostSetup::runForService(unknown, command, fakes_.runner(),
+                                               Privilege::administrator);
+                  }),
+                  HostSetupError("Unknown network service: " + unknown));
     }
     EXPECT_EQ(calls(), "");
 }
 
 TEST(RunAsAdministrator, ToldApartByPkexecsAnswer) {
-    struct Case {
+    const struct {
         const char* rule;
         const char* pkexec;
         std::optional<HostSetupError> expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"the command runs behind pkexec", "exec \"$@\"", std::nullopt},
         {"a dismissed prompt is a cancellation",
          "echo 'Error executing command as another user: Request dismissed'; exit 126",
@@ -153,25 +143,18 @@ TEST(RunAsAdministrator, ToldApartByPkexecsAnswer) {
         fakes.add("pkexec", entry.pkexec);
         const auto marker = fakes.folder() / "ran";
         const SetupCommand command{{"touch " + HostSetup::shellQuote(marker.string())}};
-        std::optional<HostSetupError> thrown;
-        try {
-            HostSetup::runAsAdministrator(command, fakes.runner(), Privilege::user);
-        } catch (const HostSetupError& error) {
-            thrown = error;
-        }
-        EXPECT_EQ(thrown, entry.expected) << entry.rule;
+        EXPECT_EQ(thrownBy([&] {
+                      HostSetup::runAsAdministrator(command, fakes.runner(), Privilege::user);
+                  }),
+                  entry.expected)
+            << entry.rule;
         EXPECT_EQ(std::filesystem::exists(marker), !entry.expected) << entry.rule;
     }
-}
-
-TEST(RunAsAdministrator, WithoutPkexecSaysWhatToInstall) {
-    const ProcessRunner nowhere("/nonexistent-corvane-folder");
-    try {
-        HostSetup::runAsAdministrator({{"true"}}, nowhere, Privilege::user);
-        FAIL() << "ran without pkexec";
-    } catch (const HostSetupError& error) {
-        EXPECT_EQ(error.message(), host_texts::administratorToolMissing);
-    }
+    const ProcessRunner withoutPkexec("/nonexistent-corvane-folder");
+    EXPECT_EQ(thrownBy([&] {
+                  HostSetup::runAsAdministrator({{"true"}}, withoutPkexec, Privilege::user);
+              }),
+              HostSetupError(std::string(host_texts::administratorToolMissing)));
 }
 
 TEST(RunAsAdministrator, AnAdministratorRunsTheLineDirectly) {
@@ -185,49 +168,38 @@ TEST(RunAsAdministrator, AnAdministratorRunsTheLineDirectly) {
                  HostSetupError);
 }
 
-TEST(ProcessRunnerRun, CollectsBothStreamsInOrderWithTheStatus) {
-    const auto output =
-        ProcessRunner().run("/bin/sh", {"-c", "echo one; echo two >&2; echo three; exit 3"});
-    EXPECT_EQ(output, (ProcessRunner::Output{3, "one\ntwo\nthree\n"}));
-}
+TEST(ProcessRunnerRun, ReportsTheOutcomeOfEveryKindOfRun) {
+    using Output = ProcessRunner::Output;
+    const ProcessRunner plain;
+    EXPECT_EQ(plain.run("/bin/sh", {"-c", "echo one; echo two >&2; echo three; exit 3"}),
+              (Output{3, "one\ntwo\nthree\n"}))
+        << "both streams in order, with the status";
+    EXPECT_EQ(plain.run("printf", {"%s|", "a b", "$(x)", "*", ""}), (Output{0, "a b|$(x)|*||"}))
+        << "arguments reach the program without a shell";
+    EXPECT_EQ(plain.run("/nonexistent/corvane-tool", {}),
+              (Output{-1, host_texts::cannotStartProgram("/nonexistent/corvane-tool",
+                                                         "No such file or directory")}));
+    EXPECT_EQ(ProcessRunner("/nonexistent-corvane-folder").run("ls", {}),
+              (Output{-1, host_texts::programNotFound("ls")}));
 
-TEST(ProcessRunnerRun, PassesArgumentsWithoutAShell) {
-    const auto output = ProcessRunner().run("printf", {"%s|", "a b", "$(x)", "*", ""});
-    EXPECT_EQ(output, (ProcessRunner::Output{0, "a b|$(x)|*||"}));
-}
-
-TEST(ProcessRunnerRun, ReportsProgramsThatCannotStart) {
-    const auto missingPath = ProcessRunner().run("/nonexistent/corvane-tool", {});
-    EXPECT_EQ(missingPath.status, -1);
-    EXPECT_EQ(missingPath.text, host_texts::cannotStartProgram("/nonexistent/corvane-tool",
-                                                               "No such file or directory"));
-    const auto notOnPath = ProcessRunner("/nonexistent-corvane-folder").run("ls", {});
-    EXPECT_EQ(notOnPath, (ProcessRunner::Output{-1, host_texts::programNotFound("ls")}));
-    const auto notExecutable = ProcessRunner().run("/etc/hostname", {});
-    EXPECT_EQ(notExecutable.status, -1);
-    EXPECT_FALSE(notExecutable.text.empty());
-}
-
-TEST(ProcessRunnerRun, StopsAChildThatOutlivesTheTimeLimit) {
     testing::FakePrograms fakes;
+    const auto notes = fakes.folder() / "notes.txt";
+    std::ofstream(notes) << "not a program\n";
+    EXPECT_EQ(plain.run(notes, {}),
+              (Output{-1, host_texts::cannotStartProgram(notes.string(), "Permission denied")}));
     fakes.add("stuck", "echo started; exec sleep 30");
-    const auto output = fakes.runner(std::chrono::milliseconds(300)).run("stuck", {});
-    EXPECT_EQ(output, (ProcessRunner::Output{-1, host_texts::programTimedOut("stuck", 1)}));
-}
-
-TEST(ProcessRunnerRun, GivesTheChildTheRunnersSearchPath) {
-    testing::FakePrograms fakes;
+    EXPECT_EQ(fakes.runner(std::chrono::milliseconds(300)).run("stuck", {}),
+              (Output{-1, host_texts::programTimedOut("stuck", 1)}));
     fakes.add("helper", "echo helped");
-    const auto output = fakes.runner().run("/bin/sh", {"-c", "helper"});
-    EXPECT_EQ(output, (ProcessRunner::Output{0, "helped\n"}));
+    EXPECT_EQ(fakes.runner().run("/bin/sh", {"-c", "helper"}), (Output{0, "helped\n"}))
+        << "the child gets the runner's search path";
 }
 
 TEST(ValidUTF8, ReplacesEveryInvalidByte) {
-    struct Case {
+    const struct {
         std::string bytes;
         std::string expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"plain", "plain"},
         {"caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9F\x98\x80"},
         {"a\xFF"

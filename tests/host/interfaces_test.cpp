@@ -37,7 +37,9 @@ std::vector<std::string> namesOf(const std::vector<NetworkCard>& cards) {
     return names;
 }
 
-TEST(OfferedCards, KeepOnlyWiredCardsWithWiredNames) {
+// Wired cards named en* or eth*, never Thunderbolt, linked first and then by display name;
+// virtual Ethernet cards (not tunnels) after every physical one, and only when switched on.
+TEST(OfferedCards, KeepWiredCardsInOrderAndVirtualOnesLast) {
     auto thunderboltByDriver = card("en9", "USB LAN", true);
     thunderboltByDriver.driver = "thunderbolt-net";
     const std::vector<NetworkCard> cards = {
@@ -46,33 +48,19 @@ TEST(OfferedCards, KeepOnlyWiredCardsWithWiredNames) {
         card("usb0", "Gadget", true),
         card("en7", "Thunderbolt Bridge", true),
         thunderboltByDriver,
-        virtualCard("veth1", true),
+        card("tun0", "tun0", true, NetworkCard::Kind::other),
+        virtualCard("veth2", false),
         card("eth1", "Ethernet", true),
+        card("en3", "Adapter", false),
+        virtualCard("tap0", true),
         card("enp3s0", "Intel I219", true),
     };
-    EXPECT_EQ(namesOf(Interfaces::offered(cards, true)),
-              (std::vector<std::string>{"eth1", "enp3s0"}));
-}
-
-TEST(OfferedCards, SortLinkedFirstThenByDisplayName) {
-    const std::vector<NetworkCard> cards = {
-        card("en2", "USB LAN", true),
-        card("en3", "Adapter", false),
-        card("en1", "Ethernet", true),
-    };
-    EXPECT_EQ(namesOf(Interfaces::offered(cards, false)), (std::vector<std::string>{"en1", "en2"}));
-    EXPECT_EQ(namesOf(Interfaces::offered(cards, true)),
-              (std::vector<std::string>{"en1", "en2", "en3"}));
-}
-
-TEST(OfferedCards, VirtualEthernetCardsFollowPhysicalOnesOnlyWhenSwitchedOn) {
-    auto tun = card("tun0", "tun0", true, NetworkCard::Kind::other);
-    const std::vector<NetworkCard> cards = {virtualCard("veth2", false), virtualCard("tap0", true),
-                                            card("eth0", "Ethernet", false), tun};
-    EXPECT_EQ(namesOf(Interfaces::offered(cards, true, false)), (std::vector<std::string>{"eth0"}));
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(namesOf(Interfaces::offered(cards, false)), (Names{"eth1", "enp3s0"}));
+    EXPECT_EQ(namesOf(Interfaces::offered(cards, true)), (Names{"eth1", "enp3s0", "en3"}));
+    EXPECT_EQ(namesOf(Interfaces::offered(cards, false, true)), (Names{"eth1", "enp3s0", "tap0"}));
     EXPECT_EQ(namesOf(Interfaces::offered(cards, true, true)),
-              (std::vector<std::string>{"eth0", "tap0", "veth2"}));
-    EXPECT_EQ(namesOf(Interfaces::offered(cards, false, true)), (std::vector<std::string>{"tap0"}));
+              (Names{"eth1", "enp3s0", "en3", "tap0", "veth2"}));
 }
 
 TEST(PreferredCard, FollowsItsOrderOfPrecedence) {
@@ -125,40 +113,23 @@ TEST(PreferredCard, FallsBackToTheFirstCandidateThenToNothing) {
 }
 
 TEST(AddressSummary, DependsOnTheFirstAddressAndTheMethod) {
-    const auto manual =
-        NetworkCard::Manual{IPv4Address(192, 168, 0, 1), IPv4Address(255, 255, 255, 0)};
-    struct Case {
-        const char* rule;
-        std::vector<const char*> addresses;
-        NetworkCard::ConfigMethod method;
-        std::string expected;
-    };
-    const Case cases[] = {
-        {"no address", {}, NetworkCard::DHCP{}, "no address"},
-        {"self-assigned whatever the method",
-         {"169.254.12.3/16"},
-         manual,
-         "169.254.12.3 (self-assigned)"},
-        {"manual", {"192.168.0.1/24", "10.0.0.1/8"}, manual, "192.168.0.1 (manual)"},
-        {"DHCP", {"10.1.2.3/16"}, NetworkCard::DHCP{}, "10.1.2.3 (DHCP)"},
-        {"other shows the address alone",
-         {"10.1.2.3/16"},
-         NetworkCard::Other{"shared"},
-         "10.1.2.3"},
-        {"none shows the address alone", {"10.1.2.3/16"}, NetworkCard::None{}, "10.1.2.3"},
-        {"only the first address counts",
-         {"10.0.0.2/8", "169.254.1.1/16"},
-         NetworkCard::DHCP{},
-         "10.0.0.2 (DHCP)"},
-    };
-    for (const auto& entry : cases) {
+    const auto summary = [](std::vector<const char*> addresses, NetworkCard::ConfigMethod method) {
         auto subject = card("en0", "Ethernet", true);
-        for (const auto* text : entry.addresses) {
+        for (const auto* text : addresses) {
             subject.addresses.push_back(*Subnet::parse(text));
         }
-        subject.configMethod = entry.method;
-        EXPECT_EQ(subject.addressSummary(), entry.expected) << entry.rule;
-    }
+        subject.configMethod = method;
+        return subject.addressSummary();
+    };
+    const auto manual =
+        NetworkCard::Manual{IPv4Address(192, 168, 0, 1), IPv4Address(255, 255, 255, 0)};
+    EXPECT_EQ(summary({}, NetworkCard::DHCP{}), "no address");
+    EXPECT_EQ(summary({"169.254.12.3/16"}, manual), "169.254.12.3 (self-assigned)");
+    EXPECT_EQ(summary({"192.168.0.1/24", "10.0.0.1/8"}, manual), "192.168.0.1 (manual)");
+    EXPECT_EQ(summary({"10.1.2.3/16"}, NetworkCard::Other{"shared"}), "10.1.2.3");
+    EXPECT_EQ(summary({"10.1.2.3/16"}, NetworkCard::None{}), "10.1.2.3");
+    EXPECT_EQ(summary({"10.0.0.2/8", "169.254.1.1/16"}, NetworkCard::DHCP{}), "10.0.0.2 (DHCP)")
+        << "only the first address counts";
 }
 
 TEST(MediaDescription, NamesKnownSpeedsAndAppendsDuplex) {
@@ -218,9 +189,6 @@ TEST(NetworkManagerListing, UnescapesTerseFields) {
         NetworkManager::parseConnections("Wired 1:u1:eth0:yes\nbroken line\nSpare:u2::no\n");
     EXPECT_EQ(connections, (std::vector<NetworkManager::Connection>{{"Wired 1", "u1", "eth0", true},
                                                                     {"Spare", "u2", "", false}}));
-}
-
-TEST(NetworkManagerListing, ReadsDevicesWithEscapedHardwareAddresses) {
     const auto devices = NetworkManager::parseDevices(
         "GENERAL.DEVICE:eth0\nGENERAL.HWADDR:52\\:54\\:00\\:12\\:34\\:56\n"
         "GENERAL.DEVICE:wg0\nGENERAL.HWADDR:\n"
