@@ -39,27 +39,23 @@ void AppModel::prepareCommand(bool configure) {
     }
     const auto service =
         configure ? serviceOf(*card, checks_) : card->serviceName.value_or(card->bsdName);
-    const auto config = config_;
-    // Finding the tool asks the host which programs run, so it happens off the main thread.
-    runWithTimeLimit<HostSetup::Tool>(
-        lifeline_, environment_.hostQueryTimeLimit, HostSetup::Tool::iproute2,
-        environment_.host.setupTool, [this, configure, service, config](HostSetup::Tool tool) {
-            PendingCommand pending{++nextCommandID_, "", {}, service};
-            if (configure) {
-                pending.title =
-                    app_texts::configureTitle(service, config.serverIP, config.prefixLength);
-                pending.command = HostSetup::setManualCommand(
-                    service, config.serverIP, static_cast<int>(config.prefixLength), tool);
-            } else if (auto command = HostSetup::setDHCPCommand(service, tool)) {
-                pending.title = app_texts::restoreTitle(service);
-                pending.command = std::move(*command);
-            } else {
-                setLastError(app_texts::noDHCPToRestore(service));
-                return;
-            }
-            pendingCommand_ = std::move(pending);
-            Q_EMIT pendingCommandChanged();
-        });
+    // The card's own manager decides the command's form: a card NetworkManager does not
+    // manage is set with iproute2 even where NetworkManager runs.
+    const auto tool = HostSetup::toolFor(*card);
+    PendingCommand pending{++nextCommandID_, "", {}, service};
+    if (configure) {
+        pending.title = app_texts::configureTitle(service, config_.serverIP, config_.prefixLength);
+        pending.command = HostSetup::setManualCommand(service, config_.serverIP,
+                                                      static_cast<int>(config_.prefixLength), tool);
+    } else if (auto command = HostSetup::setDHCPCommand(service, tool)) {
+        pending.title = app_texts::restoreTitle(service);
+        pending.command = std::move(*command);
+    } else {
+        setLastError(app_texts::noDHCPToRestore(service));
+        return;
+    }
+    pendingCommand_ = std::move(pending);
+    Q_EMIT pendingCommandChanged();
 }
 
 void AppModel::run(PendingCommand command) {

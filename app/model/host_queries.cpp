@@ -22,7 +22,6 @@ HostQueries HostQueries::real(const ProcessRunner& runner) {
         }
         return std::string(host_texts::unknownPortHolder);
     };
-    queries.setupTool = [runner] { return HostSetup::activeTool(runner); };
     queries.runAsAdministrator = [runner](const std::string& service, const SetupCommand& command) {
         HostSetup::runForService(service, command, runner);
     };

@@ -23,7 +23,6 @@ struct HostQueries {
         runChecks;
     // The program holding UDP port 67 on the card, named for the port-in-use notice.
     std::function<std::string(const std::string& cardName)> port67Holder;
-    std::function<HostSetup::Tool()> setupTool;
     // Runs a confirmed command with administrator rights; throws HostSetupError.
     std::function<void(const std::string& service, const SetupCommand& command)> runAsAdministrator;
 

@@ -43,10 +43,6 @@ std::string HostSetup::shellQuote(std::string_view text) {
     return quoted + "'";
 }
 
-HostSetup::Tool HostSetup::activeTool(const ProcessRunner& runner) {
-    return NetworkManager::isRunning(runner) ? Tool::networkManager : Tool::iproute2;
-}
-
 HostSetup::Tool HostSetup::toolFor(const NetworkCard& card) {
     return card.managedByNetworkManager ? Tool::networkManager : Tool::iproute2;
 }

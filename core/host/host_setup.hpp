@@ -29,8 +29,6 @@ public:
 
     // POSIX single quoting: always exactly one shell word, whatever the text holds.
     static std::string shellQuote(std::string_view text);
-    // NetworkManager when it runs on this computer, else iproute2.
-    static Tool activeTool(const ProcessRunner& runner);
     // The tool that configures this very card: a card NetworkManager does not manage (one
     // in another network namespace, say) is set with iproute2 even where it runs.
     static Tool toolFor(const NetworkCard& card);

@@ -278,6 +278,24 @@ private Q_SLOTS:
         QCOMPARE(model->lastError().has_value(), keptForTerminal);
     }
 
+    // The command takes the form of whoever manages the chosen card: a card NetworkManager
+    // leaves alone is set with iproute2, and has no DHCP to hand back to.
+    void administratorCommandFollowsTheCardsManager() {
+        auto unmanaged = wiredCard("eth7", 7);
+        unmanaged.managedByNetworkManager = false;
+        unmanaged.serviceName.reset();
+        for (const auto& card : {wiredCard("eth7", 7), unmanaged}) {
+            makeModel({card}, passing);
+            model->requestConfigureAdapter();
+            QVERIFY(model->pendingCommand());
+            const auto& steps = model->pendingCommand()->command.steps;
+            QCOMPARE(steps.front().rfind(card.managedByNetworkManager ? "nmcli " : "ip ", 0),
+                     std::size_t{0});
+            model->requestRestoreDHCP();
+            QCOMPARE(model->lastError().has_value(), !card.managedByNetworkManager);
+        }
+    }
+
     void clearingExpiredLeasesWhileStoppedChangesTheLeaseFile() {
         const LeaseFile file((folder->path() + "/leases.json").toStdString());
         const auto active = lease(1, "192.168.0.100", testStart + std::chrono::hours{1});

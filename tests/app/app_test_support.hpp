@@ -39,6 +39,7 @@ inline NetworkCard wiredCard(const std::string& name, std::uint8_t macByte = 1) 
     card.mac = MACAddress(MACAddress::ByteArray{0x02, 0, 0x5e, 0, 0, macByte});
     card.linkUp = true;
     card.serviceName = "Wired " + std::to_string(macByte);
+    card.managedByNetworkManager = true;
     return card;
 }
 
@@ -72,7 +73,6 @@ inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, const Ma
         return checks;
     };
     environment.host.port67Holder = [](const std::string&) { return std::string("dnsmasq"); };
-    environment.host.setupTool = [] { return HostSetup::Tool::networkManager; };
     environment.host.runAsAdministrator = [](const std::string&, const SetupCommand&) {};
     environment.transportFor = [serverPort, clientPort](const NetworkCard&) {
         return TransportMode::loopback(serverPort, clientPort);
