@@ -184,6 +184,16 @@ TEST(ChooseAddressProperty, AgreesWithTheLiteralRulesOnRandomTables) {
     }
 }
 
+// The random worlds stay far from the top of the address space; the walk must not wrap there.
+TEST(ChooseAddress, WalkReachesTheTopOfTheAddressSpace) {
+    const AddressRange pool{address("255.255.255.254"), IPv4Address::broadcast};
+    const AddressPredicate isUsable = [&](IPv4Address ip) { return pool.contains(ip); };
+    const AddressPredicate never = [](IPv4Address) { return false; };
+    const std::vector leases = {boundUntil(macNumbered(1), "255.255.255.254", 60)};
+    EXPECT_EQ(chooseAddress(macNumbered(0xC1), std::nullopt, leases, pool, isUsable, never, now),
+              IPv4Address::broadcast);
+}
+
 TEST(ActiveHolderIndexProperty, AnswersLikeListSearchesWhateverTheDenseSpan) {
     std::mt19937_64 seeds(seed + 1);
     for (int index = 0; index < caseCount / 4; ++index) {

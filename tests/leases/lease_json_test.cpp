@@ -53,21 +53,15 @@ TEST(ISO8601Parse, AcceptsDateTimeAndZoneWithWholeSecondsOnly) {
     }
 }
 
-TEST(LeaseJSON, WritesEveryFieldAndOmitsAbsentTexts) {
-    auto lease = makeLease(MACAddress::parse("00:1a:2b:3c:4d:5e").value(), address("10.0.0.5"),
-                           Lease::State::bound, secondsFromNow(3600), secondsFromNow(-60));
-    lease.firstSeen = secondsFromNow(-120);
-    lease.hostname = "printer";
-    const json document = lease;
-    EXPECT_EQ(document, json::parse(R"({
-        "mac": "00:1a:2b:3c:4d:5e", "ip": "10.0.0.5", "state": "bound",
-        "expiresAt": "2025-03-01T13:00:00Z", "hostname": "printer",
-        "firstSeen": "2025-03-01T11:58:00Z", "lastSeen": "2025-03-01T11:59:00Z"})"));
-    EXPECT_EQ(document.get<Lease>(), lease);
-
+// The lease file's golden text pins the other keys and the omission of absent texts.
+TEST(LeaseJSON, NamesTheOtherTextsAndKeepsAnEmptyOne) {
+    auto lease = makeLease(macNumbered(1), address("10.0.0.5"), State::bound, now);
     lease.vendorClass = "";
     lease.clientID = "01:00:1a:2b:3c:4d:5e";
-    EXPECT_EQ(json(lease).get<Lease>(), lease);
+    const json document = lease;
+    EXPECT_EQ(document["vendorClass"], "");
+    EXPECT_EQ(document["clientID"], "01:00:1a:2b:3c:4d:5e");
+    EXPECT_EQ(document.get<Lease>(), lease);
 }
 
 TEST(LeaseJSON, EveryStateRoundTripsByItsName) {
@@ -134,9 +128,6 @@ TEST(LeaseTableJSON, RoundTripsBothListsInOrderAndRequiresEveryKey) {
         {Quarantine{address("10.0.0.7"), secondsFromNow(600), macNumbered(3)}});
     const json document = table;
     EXPECT_EQ(document.get<LeaseTable>(), table);
-    EXPECT_EQ(document["leases"][0]["ip"], "10.0.0.9");
-    EXPECT_EQ(document["quarantine"][0], json::parse(R"({"ip": "10.0.0.7",
-        "until": "2025-03-01T12:10:00Z", "reportedBy": "02:00:00:00:00:03"})"));
     for (const auto& path : {"/leases", "/quarantine", "/quarantine/0/ip", "/quarantine/0/until",
                              "/quarantine/0/reportedBy"}) {
         const json::json_pointer missing(path);
