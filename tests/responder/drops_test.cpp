@@ -9,10 +9,8 @@ TEST(Drops, RefuseWhatThisServerDoesNotServe) {
     const auto discover = [](std::function<void(DHCPPacket&)> edit) {
         return ClientPacket(DHCPMessageType::discover).edited(std::move(edit));
     };
-    const auto withType = [&](Bytes type) {
-        return discover([=](auto& packet) { packet.options.front().data = type; });
-    };
     const auto elsewhere = IPv4Address(10, 9, 9, 9);
+    // Which option 53 values name a message is the packet's own rule (tests/packet).
     const std::tuple<const char*, ClientPacket, ServerEvent> cases[] = {
         {"a server's reply", discover([](auto& packet) { packet.op = 2; }),
          dropped(texts::notClientRequest(2), std::nullopt)},
@@ -27,10 +25,6 @@ TEST(Drops, RefuseWhatThisServerDoesNotServe) {
              std::erase_if(packet.options, [](auto& o) { return o.code == 53; });
          }),
          dropped(texts::bootp)},
-        {"an option 53 of two bytes", withType({1, 1}), dropped(texts::bootp)},
-        {"an option 53 beyond INFORM", withType({9}), dropped(texts::bootp)},
-        {"an OFFER", ClientPacket(DHCPMessageType::offer), dropped("OFFER is a server message")},
-        {"an ACK", ClientPacket(DHCPMessageType::ack), dropped("ACK is a server message")},
         {"a NAK", ClientPacket(DHCPMessageType::nak), dropped("NAK is a server message")},
         {"a DECLINE without option 50", ClientPacket(DHCPMessageType::decline),
          dropped(texts::declineWithoutAddress)},

@@ -117,29 +117,6 @@ TEST(ReplyOptions, RoutingAndOptionsFollowTheMessage) {
               Bytes(texts::notAvailableForRenewal.begin(), texts::notAvailableForRenewal.end()));
 }
 
-TEST(ReplyOptions, LeaseTimersAreHalfAndSevenEighths) {
-    const std::tuple<std::uint32_t, std::uint32_t, std::uint32_t, const char*> cases[] = {
-        {3600, 1800, 3150, "lease 1 h"},
-        {1, 0, 0, "lease 1 s"},
-        {86400, 43200, 75600, "lease 24 h"},
-        {4294967295u, 2147483647u, 3758096383u, "lease 1193046 h 28 m"},
-    };
-    for (const auto& [lease, renewal, rebinding, note] : cases) {
-        auto config = testConfig();
-        config.leaseSeconds = lease;
-        const auto ack = replyTo(rebootRequest(), config);
-        const auto bytesOf = [](std::uint32_t value) {
-            return Bytes{static_cast<std::uint8_t>(value >> 24),
-                         static_cast<std::uint8_t>(value >> 16),
-                         static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
-        };
-        EXPECT_EQ(ack.packet.option(51), bytesOf(lease)) << lease;
-        EXPECT_EQ(ack.packet.option(58), bytesOf(renewal)) << lease;
-        EXPECT_EQ(ack.packet.option(59), bytesOf(rebinding)) << lease;
-        EXPECT_EQ(ack.note, note) << lease;
-    }
-}
-
 TEST(ReplyOptions, RouterAndDNSOnlyWhenConfigured) {
     auto config = testConfig();
     config.router.reset();

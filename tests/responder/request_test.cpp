@@ -129,7 +129,6 @@ TEST(RequestInitReboot, ChecksTheRememberedAddressInOrder) {
         {"the server's own address", rebooting(105), outsideRange, {}, serverInRange},
         {"declined, within the quarantine", rebooting(105), nak(texts::declinedRecently),
          quarantining(105, now + 1s)},
-        {"the quarantine ends at its until", rebooting(105), ack(105), quarantining(105, now)},
         {"held by another device", rebooting(105), nak(texts::inUseByAnotherDevice), othersLease},
         {"another device's expired lease", rebooting(105), ack(105), othersExpired},
         {"the client's own lease", rebooting(105), ack(105), ownLease},
