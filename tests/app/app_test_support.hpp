@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QTemporaryDir>
-#include <QTest>
 #include <atomic>
 #include <cstdint>
 #include <string>
@@ -80,24 +79,6 @@ inline AppModelEnvironment testEnvironment(const QTemporaryDir& folder, const Ma
     environment.presenceEnabled = false;
     environment.watchInterfaces = false;
     return environment;
-}
-
-// Runs the `Outside` suite, or the `Inside` one in the copy that a DHCPClientCable started
-// inside its server namespace with `insideVariable` set.
-template <class Outside, class Inside>
-int execOutsideOrInsideLab(const char* insideVariable, int argc, char** argv) {
-    if (qEnvironmentVariableIsSet(insideVariable)) {
-        Inside inside;
-        return QTest::qExec(&inside, argc, argv);
-    }
-    Outside outside;
-    return QTest::qExec(&outside, argc, argv);
-}
-
-// Whether the copy run inside the lab passed its one test, from what it printed.
-inline bool passedInsideLab(const std::string& output) {
-    return output.find(", 0 failed, 0 skipped") != std::string::npos &&
-           output.find("exit=0") != std::string::npos;
 }
 
 } // namespace corvane::testing
