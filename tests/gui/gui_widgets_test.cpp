@@ -166,10 +166,6 @@ private Q_SLOTS:
         view.setRows({{lease(101), PresenceState::online}, {lease(100), PresenceState::offline}},
                      testStart);
         QCOMPARE(view.selectedMAC(), QStringLiteral("02:00:00:00:00:65"));
-        QSignalSpy forget(&view, &LeaseTableView::forgetRequested);
-        child<QPushButton>(view, "forgetLease").click();
-        QCOMPARE(forget.count(), 1);
-        QCOMPARE(forget.first().first().toString(), QStringLiteral("02:00:00:00:00:65"));
     }
 
     void settingsSheetShowsMessagesUnderTheirAreaAndHoldsBackSave() {
@@ -208,42 +204,27 @@ private Q_SLOTS:
         QVERIFY(!sheet.canSave());
     }
 
-    // Two steps that must stop at the first failure, so the terminal form needs sudo before
-    // each; the failure form is checked through the dashboard below.
-    void commandDialogShowsTheCommandAndItsTerminalForm() {
+    // Showing the command, running it and its failure form are checked through the dashboard
+    // below.
+    void commandDialogCopiesTheTerminalFormAndHoldsRunWhileRunning() {
         CommandDialog dialog;
-        const PendingCommand command{7, "Configure lab0 as 192.168.0.1/24?",
-                                     SetupCommand{{"ip address flush dev 'lab0'",
-                                                   "ip address add 192.168.0.1/24 dev 'lab0'"}},
-                                     "lab0"};
-        dialog.showConfirmation(command);
-        QCOMPARE(dialog.commandShown(),
-                 QStringLiteral("Corvane will run:\n\nip address flush dev 'lab0' && ip address "
-                                "add 192.168.0.1/24 dev 'lab0'"));
+        dialog.showConfirmation({7, "Configure lab0 as 192.168.0.1/24?",
+                                 SetupCommand{{"ip address flush dev 'lab0'",
+                                               "ip address add 192.168.0.1/24 dev 'lab0'"}},
+                                 "lab0"});
         child<QPushButton>(dialog, "copyTerminalCommand").click();
         QCOMPARE(QGuiApplication::clipboard()->text(),
                  QStringLiteral("sudo ip address flush dev 'lab0' && sudo ip address add "
                                 "192.168.0.1/24 dev 'lab0'"));
-
-        QSignalSpy run(&dialog, &CommandDialog::runRequested);
-        auto& runButton = child<QPushButton>(dialog, "run");
-        runButton.click();
-        QCOMPARE(run.count(), 1);
-        QCOMPARE(run.first().first().value<PendingCommand>(), command);
         dialog.setRunning(true);
-        QVERIFY(!runButton.isEnabled());
+        QVERIFY(!child<QPushButton>(dialog, "run").isEnabled());
     }
 
     void checklistOffersTheFixAsAButtonWhileStopped() {
         ChecklistView checklist;
         checklist.setChecks({{ID::wired, Status::pass, "ok", {}}, adapterNotSet});
-        const auto buttons = checklist.findChildren<QPushButton*>();
-        QCOMPARE(buttons.size(), 1);
-        QSignalSpy requested(&checklist, &ChecklistView::configureAdapterRequested);
-        buttons.first()->click();
-        QCOMPARE(requested.count(), 1);
-        QCOMPARE(requested.first().first().toString(), QStringLiteral("Wired 1"));
-
+        // Pressing the button is checked through the dashboard below.
+        QCOMPARE(checklist.findChildren<QPushButton*>().size(), 1);
         checklist.setFixesEnabled(false);
         QVERIFY(!checklist.findChildren<QPushButton*>().first()->isEnabled());
     }
