@@ -1,9 +1,5 @@
-"""A throw-away network for one end-to-end test, and the programs that run in it.
-
-Every namespace, veth pair, process and file a test makes goes through a Lab, and Lab.close()
-removes all of it: processes by their PID, namespaces (with their cables), the temporary
-folder. Links are always created inside a lab namespace, never in the host's own one, so no
-DHCP packet of a test can reach a real network. Every wait has a deadline.
+"""A throw-away network for one end-to-end test. Links are made only inside lab namespaces,
+never in the host's own one, and Lab.close() removes every namespace, process (by PID) and file.
 """
 
 import argparse
@@ -37,7 +33,6 @@ def corvane():
 
 
 def unavailable_reason():
-    """Why namespace tests cannot run here, or None when they can."""
     if os.geteuid() != 0:
         return "the end-to-end tests create network namespaces and need root (run them with sudo)"
     for program in ("ip", "busybox"):
@@ -52,7 +47,6 @@ def unavailable_reason():
 
 
 def main():
-    """Runs the calling test module: --corvane names the binary; without root it skips."""
     global _corvane
     parser = argparse.ArgumentParser()
     parser.add_argument("--corvane", required=True)
@@ -65,8 +59,7 @@ def main():
     unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
 
 
-def wait_until(condition, timeout, interval=0.05, message="condition"):
-    """Polls `condition` until it gives a true value or `timeout` seconds pass."""
+def wait_until(condition, timeout, message="condition"):
     deadline = time.monotonic() + timeout
     while True:
         value = condition()
@@ -74,7 +67,7 @@ def wait_until(condition, timeout, interval=0.05, message="condition"):
             return value
         if time.monotonic() >= deadline:
             raise AssertionError(f"timed out after {timeout} s waiting for {message}")
-        time.sleep(interval)
+        time.sleep(0.05)
 
 
 class Lab:
@@ -85,12 +78,6 @@ class Lab:
         self.processes = []
         self.servers = []
         self.count = 0
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.close()
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -103,22 +90,20 @@ class Lab:
         self.ip(name, "link", "set", "lo", "up")
         return name
 
-    def ip(self, namespace, *arguments, check=True):
+    def ip(self, namespace, *arguments):
         result = subprocess.run(["ip", "-n", namespace, *arguments], capture_output=True,
                                 text=True, timeout=10)
-        if check and result.returncode != 0:
+        if result.returncode != 0:
             raise RuntimeError(f"ip {' '.join(arguments)} in {namespace}: {result.stderr.strip()}")
         return result
 
-    def cable(self, first, first_card, second, second_card, second_mac=None, up=True):
-        """A veth pair made inside `first` with its peer placed straight into `second`."""
-        peer = ["peer", "name", second_card, "netns", second]
-        if second_mac:
-            peer += ["address", second_mac]
-        self.ip(first, "link", "add", first_card, "type", "veth", *peer)
-        if up:
-            self.ip(first, "link", "set", first_card, "up")
-            self.ip(second, "link", "set", second_card, "up")
+    def plug_server_card(self, server, client):
+        """A veth pair made inside `server` with its peer placed straight into `client`."""
+        self.ip(server, "link", "add", SERVER_CARD, "type", "veth", "peer", "name", CLIENT_CARD,
+                "netns", client)
+        self.ip(server, "address", "add", f"{SERVER_IP}/{PREFIX}", "dev", SERVER_CARD)
+        self.ip(server, "link", "set", SERVER_CARD, "up")
+        self.ip(client, "link", "set", CLIENT_CARD, "up")
 
     def run(self, namespace, arguments, timeout=20, check=True, **options):
         result = subprocess.run(["ip", "netns", "exec", namespace, *arguments],
@@ -130,12 +115,10 @@ class Lab:
 
     def spawn(self, namespace, arguments, **options):
         process = subprocess.Popen(["ip", "netns", "exec", namespace, *arguments], **options)
-        process.namespace = namespace
         self.processes.append(process)
         return process
 
     def stop(self, process, sig=signal.SIGTERM, timeout=10):
-        """Ends one process of this lab by its PID and returns its exit status."""
         if process.poll() is None:
             process.send_signal(sig)
             try:
@@ -151,21 +134,13 @@ class Lab:
             if stream is not None:
                 stream.close()
 
-    def remove_namespace(self, name):
-        """Ends this lab's processes in the namespace first: a namespace lives on while any
-        process is inside it."""
-        for process in self.processes:
-            if process.namespace == name:
-                self.stop(process, sig=signal.SIGKILL, timeout=5)
-        subprocess.run(["ip", "netns", "delete", name], capture_output=True)
-        self.namespaces.remove(name)
-
     def close(self):
+        # Every process first: a namespace lives on while any process is inside it.
         for process in self.processes:
             self.stop(process, timeout=5)
             self.close_pipes(process)
-        for name in list(self.namespaces):
-            self.remove_namespace(name)
+        for name in self.namespaces:
+            subprocess.run(["ip", "netns", "delete", name], capture_output=True)
         shutil.rmtree(self.folder, ignore_errors=True)
         # A sanitizer build aborts on its first finding; its report is on the server's stderr.
         for server in self.servers:
@@ -177,7 +152,7 @@ class Lab:
                 raise AssertionError("corvane serve reported:\n" + "\n".join(server.errors))
 
     def environment(self):
-        """Keeps every corvane run away from the user's own settings, leases and logs."""
+        # Keeps every corvane run away from the user's own settings, leases and logs.
         home = self.path("home")
         environment = dict(os.environ)
         environment.update(HOME=home, XDG_CONFIG_HOME=os.path.join(home, "config"),
@@ -185,41 +160,24 @@ class Lab:
                            XDG_STATE_HOME=os.path.join(home, "state"))
         return environment
 
-    def corvane(self, namespace, arguments, timeout=30):
+    def corvane(self, namespace, arguments):
         """Runs a short corvane command to its end."""
-        return self.run(namespace, [corvane(), *arguments], timeout=timeout, check=False,
+        return self.run(namespace, [corvane(), *arguments], timeout=30, check=False,
                         env=self.environment())
 
-    def served_pair(self, client_mac=None):
-        """The usual bench: the server's namespace with its card set to the server address,
-        cabled to one client namespace. Returns (server namespace, client namespace)."""
-        server = self.namespace("server")
-        client = self.namespace("client")
-        self.cable(server, SERVER_CARD, client, CLIENT_CARD, second_mac=client_mac)
-        self.ip(server, "address", "add", f"{SERVER_IP}/{PREFIX}", "dev", SERVER_CARD)
-        return server, client
 
-    def switched(self, count):
-        """The server's card cabled to a bridge (a switch) in its own namespace, and `count`
-        client namespaces cabled to that switch. Returns (server namespace, clients)."""
-        server = self.namespace("server")
-        switch = self.namespace("switch")
-        self.ip(switch, "link", "add", "br0", "type", "bridge")
-        self.ip(switch, "link", "set", "br0", "up")
-        self.cable(server, SERVER_CARD, switch, "sw-server")
-        self.ip(switch, "link", "set", "sw-server", "master", "br0")
-        self.ip(server, "address", "add", f"{SERVER_IP}/{PREFIX}", "dev", SERVER_CARD)
-        clients = []
-        for number in range(count):
-            client = self.namespace(f"client{number}")
-            self.cable(switch, f"sw-client{number}", client, CLIENT_CARD)
-            self.ip(switch, "link", "set", f"sw-client{number}", "master", "br0")
-            clients.append(client)
-        return server, clients
+class LabTest(unittest.TestCase):
+    """The usual bench: the server's card, set to the server address, cabled to one client."""
+
+    def setUp(self):
+        self.bench = Lab()
+        self.addCleanup(self.bench.close)
+        self.server_ns = self.bench.namespace("server")
+        self.client_ns = self.bench.namespace("client")
+        self.bench.plug_server_card(self.server_ns, self.client_ns)
 
 
 def with_base_config(arguments):
-    """The base configuration flags that `arguments` does not give itself, then `arguments`."""
     base = []
     for flag, value in zip(BASE_CONFIG[::2], BASE_CONFIG[1::2]):
         if flag not in arguments:
@@ -230,12 +188,11 @@ def with_base_config(arguments):
 class Server:
     """`corvane serve` in a namespace, with its output collected line by line."""
 
-    def __init__(self, lab, namespace, arguments=(), card=SERVER_CARD,
-                 lease_file=None, log_dir=None):
+    def __init__(self, lab, namespace, arguments=(), lease_file=None):
         self.lab = lab
         self.lease_file = lease_file or lab.path("leases.json")
-        self.log_dir = log_dir or lab.path("logs")
-        command = [corvane(), "serve", "--interface", card, "--virtual",
+        self.log_dir = lab.path("logs")
+        command = [corvane(), "serve", "--interface", SERVER_CARD, "--virtual",
                    "--lease-file", self.lease_file, "--log-dir", self.log_dir,
                    *with_base_config(arguments)]
         lab.servers.append(self)
@@ -263,8 +220,7 @@ class Server:
             return "\n".join(self.lines + ["-- stderr --"] + self.errors)
 
     def wait_for(self, pattern, timeout=15, after=0):
-        """The first output line at index `after` or later that matches the regular
-        expression; fails with the whole output when none comes in time."""
+        """The first output line from index `after` on that matches; fails with the output."""
         expression = re.compile(pattern)
         deadline = time.monotonic() + timeout
         with self.changed:
@@ -318,15 +274,6 @@ exit 0
 """
 
 
-def read_text(path):
-    """The file's text, or "" while it does not exist."""
-    try:
-        with open(path) as text:
-            return text.read()
-    except FileNotFoundError:
-        return ""
-
-
 def read_environment(path):
     values = {}
     with open(path) as dump:
@@ -354,17 +301,12 @@ class Client:
     def wait_dump(self, event, timeout=20):
         return wait_until(lambda: self.dump(event), timeout, message=f"the client's {event}")
 
-    def forget(self, event):
-        path = os.path.join(self.folder, event)
-        if os.path.exists(path):
-            os.remove(path)
 
-
-def udhcpc(lab, namespace, name="udhcpc", card=CLIENT_CARD, arguments=(), once=True):
-    """busybox udhcpc. With `once` it runs to its end (quits after the lease, or fails
-    after a few tries); otherwise it stays and renews, and the Popen is returned."""
+def udhcpc(lab, namespace, name="udhcpc", arguments=(), once=True):
+    """busybox udhcpc. With `once` it quits after the lease or a few tries; otherwise it
+    stays and renews."""
     client = Client(lab, name, UDHCPC_SCRIPT)
-    command = ["busybox", "udhcpc", "-f", "-i", card, "-s", client.script, "-t", "5", "-T", "2",
+    command = ["busybox", "udhcpc", "-f", "-i", CLIENT_CARD, "-s", client.script, "-t", "5", "-T", "2",
                *arguments]
     if once:
         client.result = lab.run(namespace, command + ["-q", "-n"], timeout=30, check=False)
@@ -374,13 +316,12 @@ def udhcpc(lab, namespace, name="udhcpc", card=CLIENT_CARD, arguments=(), once=T
     return client
 
 
-def dhclient(lab, namespace, name="dhclient", card=CLIENT_CARD):
-    """ISC dhclient in the foreground with its own lease and PID files; returns once bound
-    (the process stays until the lab ends)."""
-    client = Client(lab, name, DHCLIENT_SCRIPT)
-    client.lease_file = os.path.join(client.folder, "dhclient.leases")
-    command = ["dhclient", "-d", "-4", "-1", "-lf", client.lease_file,
-               "-pf", os.path.join(client.folder, "dhclient.pid"), "-sf", client.script, card]
+def dhclient(lab, namespace):
+    """ISC dhclient in the foreground with its own lease and PID files; it stays."""
+    client = Client(lab, "dhclient", DHCLIENT_SCRIPT)
+    command = ["dhclient", "-d", "-4", "-1", "-lf", os.path.join(client.folder, "leases"),
+               "-pf", os.path.join(client.folder, "dhclient.pid"), "-sf", client.script,
+               CLIENT_CARD]
     client.process = lab.spawn(namespace, command, stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL)
     return client

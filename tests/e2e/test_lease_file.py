@@ -6,15 +6,12 @@ import os
 import re
 import signal
 import sys
-import time
-import unittest
 
 import lab
-from lab import CLIENT_CARD, Lab, Server
+from lab import CLIENT_CARD, LabTest, Server
 
 LOAD_GENERATOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "bench",
                               "dora_load.py")
-SAVE_FAILED = r"NOTICE +(Leases could not be saved: |Corvane can't read leases\.json)"
 
 
 def stored_leases(path):
@@ -22,20 +19,12 @@ def stored_leases(path):
         return json.load(document)["leases"]
 
 
-class LeaseFileTest(unittest.TestCase):
-    def setUp(self):
-        self.bench = Lab()
-        self.addCleanup(self.bench.close)
-        self.server_ns, self.client_ns = self.bench.served_pair()
-
-
-class StopAndRestart(LeaseFileTest):
+class StopAndRestart(LabTest):
     def test_a_stop_saves_and_a_narrower_range_drops_the_outside_lease(self):
         server = Server(self.bench, self.server_ns, ("--no-presence",)).started()
         ip = lab.udhcpc(self.bench, self.client_ns).dump("bound")["ip"]
         self.assertEqual(ip, "192.168.77.100")
         self.assertEqual(server.stop(), 0)
-        self.assertRegex(server.lines[-1], r"  STOP +server stopped$")
         [saved] = stored_leases(server.lease_file)
         self.assertEqual((saved["ip"], saved["state"]), (ip, "bound"))
 
@@ -43,13 +32,12 @@ class StopAndRestart(LeaseFileTest):
                           ("--no-presence", "--range", "192.168.77.120-192.168.77.150"))
         narrower.wait_for(rf"INFO +dropped lease {re.escape(ip)} for {saved['mac']}: "
                           "outside the range$")
-        narrower.wait_for(rf"LEASE +removed {saved['mac']}$")
         lab.wait_until(lambda: stored_leases(narrower.lease_file) == [], 5,
                        message="the dropped lease to leave leases.json")
         self.assertEqual(narrower.stop(), 0)
 
 
-class Crash(LeaseFileTest):
+class Crash(LabTest):
     def test_a_kill_during_a_busy_run_leaves_a_file_that_loads(self):
         server = Server(self.bench, self.server_ns,
                         ("--no-presence", "--range", "192.168.77.2-192.168.77.254")).started()
@@ -70,27 +58,16 @@ class Crash(LeaseFileTest):
         self.assertEqual(glob.glob(server.lease_file + ".corrupt-*"), [])
 
 
-class UnwritableLeaseFile(LeaseFileTest):
+class UnwritableLeaseFile(LabTest):
     def test_a_lease_file_that_cannot_be_written_raises_the_notice_and_serving_goes_on(self):
-        def under_a_regular_file():
-            with open(self.bench.path("plain"), "w"):
-                pass
-            return self.bench.path("plain/leases.json"), lambda path: None
-
-        def directory_appears_while_serving():
-            return self.bench.path("gone/leases.json"), os.makedirs
-
-        for case in (under_a_regular_file, directory_appears_while_serving):
-            with self.subTest(case=case.__name__):
-                path, while_serving = case()
-                server = Server(self.bench, self.server_ns, ("--no-presence",),
-                                lease_file=path).started()
-                while_serving(path)
-                client = lab.udhcpc(self.bench, self.client_ns, name=case.__name__)
-                self.assertIsNotNone(client.dump("bound"))
-                server.wait_for(SAVE_FAILED)
-                server.wait_for(r"TX ACK ")
-                self.assertEqual(server.stop(), 0)
+        path = self.bench.path("gone/leases.json")
+        server = Server(self.bench, self.server_ns, ("--no-presence",), lease_file=path).started()
+        # A folder where the file should go makes every save fail.
+        os.makedirs(path)
+        self.assertIsNotNone(lab.udhcpc(self.bench, self.client_ns).dump("bound"))
+        server.wait_for(r"NOTICE +Leases could not be saved: ")
+        server.wait_for(r"TX ACK ")
+        self.assertEqual(server.stop(), 0)
 
 
 if __name__ == "__main__":

@@ -3,10 +3,9 @@
 import re
 import struct
 import sys
-import unittest
 
 import lab
-from lab import CLIENT_CARD, Lab, Server
+from lab import CLIENT_CARD, LabTest, Server
 
 # Sends each hex payload as a UDP datagram from 0.0.0.0:68 to 255.255.255.255:67 on the card,
 # the way a client without an address does.
@@ -38,11 +37,9 @@ BROKEN = (
 )
 
 
-class BrokenDatagramsAreDropped(unittest.TestCase):
+class BrokenDatagramsAreDropped(LabTest):
     def setUp(self):
-        self.bench = Lab()
-        self.addCleanup(self.bench.close)
-        self.server_ns, self.client_ns = self.bench.served_pair()
+        super().setUp()
         self.server = Server(self.bench, self.server_ns, ("--no-presence",)).started()
 
     def test_each_broken_datagram_is_logged_as_a_drop_and_a_client_is_still_served(self):
