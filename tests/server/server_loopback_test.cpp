@@ -8,7 +8,6 @@
 #include "core/config/duration_text.hpp"
 #include "core/events/notice.hpp"
 #include "core/leases/lease_file_error.hpp"
-#include "core/packet/packet_error.hpp"
 #include "core/responder/responder_texts.hpp"
 #include "core/server/server_texts.hpp"
 #include "core/transport/transport_texts.hpp"
@@ -153,15 +152,6 @@ TEST_F(LoopbackServerTest, FailedSaveRaisesANoticeThatTheNextSaveClears) {
     ASSERT_TRUE(exchange(request(mac, 0x4002, config.serverIP, offer->yiaddr), Lease::State::bound,
                          ServerEvent::NoticeCleared{NoticeKind::leaseSaveFailed}));
     EXPECT_EQ(savedTable().lease(mac).value().state, Lease::State::bound);
-}
-
-TEST_F(LoopbackServerTest, MalformedDatagramIsDroppedAndServingGoesOn) {
-    startServer();
-    client.send(Bytes(12, 0x01), serverPort);
-    EXPECT_EQ(nextEvent(events(), "dropped"),
-              ServerEvent(ServerEvent::Dropped{
-                  server_texts::malformed(PacketError::tooShort(12).description()), std::nullopt}));
-    EXPECT_TRUE(exchange(discover(device(5), 0x5001), Lease::State::offered));
 }
 
 TEST_F(LoopbackServerTest, ForgettingAndClearingRemoveLeasesAndSaveTheTable) {

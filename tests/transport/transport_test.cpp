@@ -132,16 +132,6 @@ TEST(TransportOpen, FailsWithTheStepAndReasonAndLeavesNothingOpen) {
     }
 }
 
-TEST(TransportErrorText, NamesTheStepTheReasonAndTheLinuxNumber) {
-    const TransportError error("send to 255.255.255.255:68", ENETUNREACH);
-    EXPECT_EQ(error.description(),
-              "send to 255.255.255.255:68 failed: Network is unreachable (errno 101)");
-    EXPECT_EQ(error.operation(), "send to 255.255.255.255:68");
-    EXPECT_EQ(error.code(), ENETUNREACH);
-    EXPECT_NE(TransportError("recvmsg", EIO), TransportError("recvmsg", EINTR));
-    EXPECT_NE(TransportError("recvmsg", EIO), TransportError("socket", EIO));
-}
-
 TEST(LocalNetworkClassify, NamesTheCauseOfAFailedSend) {
     struct Case {
         const char* rule;
