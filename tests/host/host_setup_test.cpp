@@ -22,7 +22,7 @@ std::optional<HostSetupError> thrownBy(const std::function<void()>& action) {
     return std::nullopt;
 }
 
-// Each quoted word also goes through a real shell and must come out as the text itself.
+// A hostile word going through a real shell is checked with the fake nmcli below.
 TEST(ShellQuote, AlwaysMakesOneInertShellWord) {
     const struct {
         const char* text;
@@ -37,11 +37,7 @@ TEST(ShellQuote, AlwaysMakesOneInertShellWord) {
         {"x $(touch y) `id` ; | & *", "'x $(touch y) `id` ; | & *'"},
     };
     for (const auto& entry : cases) {
-        SCOPED_TRACE(entry.text);
-        EXPECT_EQ(HostSetup::shellQuote(entry.text), entry.quoted);
-        const auto line = "printf '%s' " + HostSetup::shellQuote(entry.text);
-        EXPECT_EQ(ProcessRunner().run("/bin/sh", {"-c", line}),
-                  (ProcessRunner::Output{0, entry.text}));
+        EXPECT_EQ(HostSetup::shellQuote(entry.text), entry.quoted) << entry.text;
     }
 }
 
@@ -156,13 +152,9 @@ TEST(RunAsAdministrator, ToldApartByPkexecsAnswer) {
               HostSetupError(std::string(host_texts::administratorToolMissing)));
 }
 
-TEST(RunAsAdministrator, AnAdministratorRunsTheLineDirectly) {
-    testing::FakePrograms fakes;
-    const auto marker = fakes.folder() / "ran";
-    HostSetup::runAsAdministrator({{"true", "touch " + HostSetup::shellQuote(marker.string())}},
-                                  fakes.runner(), Privilege::administrator);
-    EXPECT_TRUE(std::filesystem::exists(marker));
-    EXPECT_THROW(HostSetup::runAsAdministrator({{"false", "touch x"}}, fakes.runner(),
+// An administrator's successful run is the fake nmcli's above.
+TEST(RunAsAdministrator, AnAdministratorsFailedRunThrows) {
+    EXPECT_THROW(HostSetup::runAsAdministrator({{"false", "touch x"}}, ProcessRunner(),
                                                Privilege::administrator),
                  HostSetupError);
 }
