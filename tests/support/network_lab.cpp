@@ -143,11 +143,6 @@ void NetworkLab::stop(pid_t process) {
     waitpid(process, nullptr, 0);
 }
 
-void NetworkLab::removeNamespace(const std::string& namespaceName) {
-    shell("ip netns del " + namespaceName);
-    std::erase(namespaces_, namespaceName);
-}
-
 NetworkLab::Entered::Entered(const std::string& namespaceName)
     : home_(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC)) {
     const int target = open(("/run/netns/" + namespaceName).c_str(), O_RDONLY | O_CLOEXEC);

@@ -35,8 +35,6 @@ public:
     pid_t spawn(const std::string& namespaceName, const std::vector<std::string>& arguments);
     // Ends one process the lab started and waits for it.
     void stop(pid_t process);
-    // Removes a namespace early (and everything in it).
-    void removeNamespace(const std::string& namespaceName);
 
     // Moves the calling thread into a namespace for the lifetime of the returned object.
     class Entered {
