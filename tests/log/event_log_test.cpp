@@ -88,13 +88,6 @@ TEST(EventLogTimestamp, ShowsLocalTimeWithFlooredMilliseconds) {
     }
 }
 
-TEST(EventLogDescribe, ListsPresentPiecesInOrder) {
-    EXPECT_EQ(EventLog::describe(fullRequest()),
-              "00:1a:2b:3c:4d:5e host=camera vendor=udhcp 1.36.1 req=192.168.0.150 "
-              "sid=192.168.0.1 ciaddr=192.168.0.151 cid=01:00:1a:2b:3c:4d:5e xid=0xdeadbeef "
-              "if=enp3s0");
-}
-
 struct EventCase {
     const char* rule;
     ServerEvent event;
@@ -137,8 +130,9 @@ std::vector<EventCase> everyEvent() {
          "1 h 30 m",
          "START", "started", none},
         {"received with every field", ServerEvent::Received{fullRequest()},
-         "RX REQUEST   " + EventLog::describe(fullRequest()), "RX REQUEST", "received",
-         requestKeys},
+         "RX REQUEST   00:1a:2b:3c:4d:5e host=camera vendor=udhcp 1.36.1 req=192.168.0.150 "
+         "sid=192.168.0.1 ciaddr=192.168.0.151 cid=01:00:1a:2b:3c:4d:5e xid=0xdeadbeef if=enp3s0",
+         "RX REQUEST", "received", requestKeys},
         {"received bare",
          ServerEvent::Received{bare},
          "RX ?         - host=- vendor=- req=- xid=0x0000002a",
