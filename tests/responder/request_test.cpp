@@ -72,19 +72,40 @@ LeaseTable quarantining(std::uint8_t host, TimePoint until) {
     return LeaseTable({}, {{lan(host), until, other}});
 }
 
-TEST(RequestSelecting, AcceptsItsOwnOfferOrAFreeAddress) {
+// One row per client state and rule, in the order the rules are checked.
+TEST(Request, AcksOrNaksByTheClientsState) {
+    auto serverInRange = testConfig();
+    serverInRange.serverIP = lan(105);
     const auto ownOffer = holding(leaseOf(client, 100, State::offered, 60s));
     const auto othersOffer = holding(leaseOf(other, 100, State::offered, 60s));
     const auto unavailable = nak(texts::requestedNotAvailable);
+    const auto lapsed = leaseOf(client, 103, State::bound, -10s);
     const RequestCase cases[] = {
-        {"the client's own offer", selecting(100), ack(100), ownOffer},
-        {"a free address needs no offer first", selecting(106), ack(106)},
-        {"ciaddr stands in for option 50", request().from(lan(104)).toServer(server), ack(104)},
-        {"neither option 50 nor ciaddr", request().toServer(server),
+        {"selecting: the client's own offer", selecting(100), ack(100), ownOffer},
+        {"selecting: a free address needs no offer first", selecting(106), ack(106)},
+        {"selecting: neither option 50 nor ciaddr", request().toServer(server),
          nak(texts::noRequestedAddress)},
-        {"another client's offer", selecting(100), unavailable, othersOffer},
-        {"an address outside the range", selecting(50), unavailable},
-        {"a quarantined address", selecting(103), unavailable, quarantining(103, now + 1s)},
+        {"selecting: another client's offer", selecting(100), unavailable, othersOffer},
+        {"selecting: a quarantined address", selecting(103), unavailable,
+         quarantining(103, now + 1s)},
+        {"init-reboot: another network", request().requesting({10, 9, 9, 9}),
+         nak(texts::notOnThisNetwork)},
+        {"init-reboot: the server's own address",
+         rebooting(105),
+         nak(texts::outsideRange),
+         {},
+         serverInRange},
+        {"init-reboot: declined, within the quarantine", rebooting(105),
+         nak(texts::declinedRecently), quarantining(105, now + 1s)},
+        {"init-reboot: held by another device", rebooting(105), nak(texts::inUseByAnotherDevice),
+         holding(leaseOf(other, 105, State::bound, 1s))},
+        {"init-reboot: another device's expired lease", rebooting(105), ack(105),
+         holding(leaseOf(other, 105, State::bound, 0s))},
+        {"renewing: its own lapsed lease on a free address", renewing(103), ack(103),
+         holding(lapsed)},
+        {"renewing: an address another device took meanwhile", renewing(103),
+         nak(texts::notAvailableForRenewal),
+         LeaseTable({lapsed, leaseOf(other, 103, State::bound, 10s)}, {})},
     };
     for (const auto& item : cases) {
         expectOutcome(item);
@@ -108,50 +129,6 @@ TEST(RequestSelecting, NamingAnotherServerGivesBackTheOfferAndRaisesANotice) {
     const ServerEvent chose = ServerEvent::Info{texts::choseAnotherServer(client, otherServer)};
     const ServerEvent notice = ServerEvent::NoticeRaised{Notice::otherServer(otherServer)};
     EXPECT_EQ(decision.notes, (Notes{ServerEvent::LeaseChanged{released}, chose, notice}));
-
-    // A bound lease is not an offer to give back.
-    const auto bound = decide(packet, holding(leaseOf(client, 100, State::bound, 600s)));
-    EXPECT_EQ(bound.table, holding(leaseOf(client, 100, State::bound, 600s)));
-    EXPECT_EQ(bound.notes, (Notes{chose, notice}));
-}
-
-TEST(RequestInitReboot, ChecksTheRememberedAddressInOrder) {
-    auto serverInRange = testConfig();
-    serverInRange.serverIP = lan(105);
-    const auto othersLease = holding(leaseOf(other, 105, State::bound, 1s));
-    const auto othersExpired = holding(leaseOf(other, 105, State::bound, 0s));
-    const auto ownLease = holding(leaseOf(client, 105, State::bound, 100s));
-    const auto outsideRange = nak(texts::outsideRange);
-    const RequestCase cases[] = {
-        {"no option 50", request(), nak(texts::noRequestedAddress)},
-        {"another network", request().requesting({10, 9, 9, 9}), nak(texts::notOnThisNetwork)},
-        {"this network but outside the range", rebooting(50), outsideRange},
-        {"the server's own address", rebooting(105), outsideRange, {}, serverInRange},
-        {"declined, within the quarantine", rebooting(105), nak(texts::declinedRecently),
-         quarantining(105, now + 1s)},
-        {"held by another device", rebooting(105), nak(texts::inUseByAnotherDevice), othersLease},
-        {"another device's expired lease", rebooting(105), ack(105), othersExpired},
-        {"the client's own lease", rebooting(105), ack(105), ownLease},
-    };
-    for (const auto& item : cases) {
-        expectOutcome(item);
-    }
-}
-
-TEST(RequestRenewing, ExtendsALeaseTheClientStillHoldsOrThatIsFree) {
-    const auto lapsed = leaseOf(client, 103, State::bound, -10s);
-    const auto taken = LeaseTable({lapsed, leaseOf(other, 103, State::bound, 10s)}, {});
-    const auto refused = nak(texts::notAvailableForRenewal);
-    const RequestCase cases[] = {
-        {"its own bound lease", renewing(103), ack(103),
-         holding(leaseOf(client, 103, State::bound, 10s))},
-        {"an expired lease whose address is still free", renewing(103), ack(103), holding(lapsed)},
-        {"an address another device took meanwhile", renewing(103), refused, taken},
-        {"an address outside the range", renewing(20), refused},
-    };
-    for (const auto& item : cases) {
-        expectOutcome(item);
-    }
 }
 
 } // namespace

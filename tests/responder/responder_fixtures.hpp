@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <ostream>
 
 #include <gtest/gtest.h>
 
@@ -12,27 +11,6 @@
 #include "core/responder/decision.hpp"
 #include "core/responder/responder.hpp"
 #include "core/responder/responder_texts.hpp"
-
-namespace corvane {
-
-// Readable failures: name the case and its text instead of dumping bytes.
-inline void PrintTo(const ServerEvent& event, std::ostream* out) {
-    if (const auto* dropped = event.as<ServerEvent::Dropped>()) {
-        *out << "dropped(" << dropped->reason << ")";
-    } else if (const auto* info = event.as<ServerEvent::Info>()) {
-        *out << "info(" << info->text << ")";
-    } else if (const auto* changed = event.as<ServerEvent::LeaseChanged>()) {
-        *out << "leaseChanged(" << changed->lease.mac.description() << " "
-             << changed->lease.ip.description() << " " << leaseStateName(changed->lease.state)
-             << ")";
-    } else if (const auto* removed = event.as<ServerEvent::LeaseRemoved>()) {
-        *out << "leaseRemoved(" << removed->mac.description() << ")";
-    } else {
-        *out << "event #" << event.value().index();
-    }
-}
-
-} // namespace corvane
 
 namespace corvane::testing {
 
