@@ -194,32 +194,5 @@ TEST(ChooseAddress, WalkReachesTheTopOfTheAddressSpace) {
               IPv4Address::broadcast);
 }
 
-TEST(ActiveHolderIndexProperty, AnswersLikeListSearchesWhateverTheDenseSpan) {
-    std::mt19937_64 seeds(seed + 1);
-    for (int index = 0; index < caseCount / 4; ++index) {
-        const RandomWorld world(seeds());
-        const auto span = static_cast<std::int64_t>(seeds() % (world.pool.count() + 2));
-        const ActiveHolderIndex holders(world.client, world.leases, world.pool, now, span);
-        const auto own = std::ranges::find(world.leases, world.client, &Lease::mac);
-        ASSERT_EQ(holders.clientFirstLease(), own == world.leases.end() ? nullptr : &*own)
-            << "seed " << seed + 1 << ", case " << index << ": " << world.describe();
-        for (auto value = world.pool.first.value() - 4; value <= world.pool.last.value() + 4;
-             ++value) {
-            const IPv4Address ip(value);
-            auto expected = ActiveHolderIndex::Holder::nobody;
-            for (const auto& lease : world.leases) {
-                if (literallyActive(lease, now) && lease.ip == ip) {
-                    expected = lease.mac == world.client ? ActiveHolderIndex::Holder::client
-                                                         : ActiveHolderIndex::Holder::anotherClient;
-                    break;
-                }
-            }
-            ASSERT_EQ(holders.holderOf(ip), expected)
-                << "seed " << seed + 1 << ", case " << index << ", span " << span << ", address "
-                << ip.description() << ": " << world.describe();
-        }
-    }
-}
-
 } // namespace
 } // namespace corvane

@@ -151,16 +151,10 @@ TEST_F(LeaseFileTest, AnythingButAVersion1DocumentIsMovedAsideUntouched) {
     };
     const std::map<std::string, std::string> cases = {
         {"version 2", document(R"("version": 2, )", lease)},
-        {"version 0", document(R"("version": 0, )", lease)},
-        {"version as text", document(R"("version": "1", )", lease)},
-        {"fractional version", document(R"("version": 1.5, )", lease)},
         {"no version", document("", lease)},
-        {"no quarantine", R"({"version": 1, "leases": []})"},
         {"unknown state",
          document(R"("version": 1, )", std::string(lease).replace(lease.find("bound"), 5, "lost"))},
         {"truncated", document(R"("version": 1, )", lease).substr(0, 80)},
-        {"empty", ""},
-        {"a list", "[]"},
         {"invalid UTF-8", "{\"version\": 1, \"leases\": [], \"quarantine\": [], \"x\": \"\xff\"}"},
     };
     ASSERT_EQ(LeaseFile(leasesPath()).load(now).table.leases().size(), 0u);
@@ -216,8 +210,6 @@ TEST_F(LeaseFileTest, FailedSaveKeepsWhatStoodThereAndSaysWhy) {
     writeFile(leasesPath() / "keep", "kept");
     expectFailure([&] { LeaseFile(leasesPath()).save(sampleTable()); },
                   LeaseFileError::couldNotReplace(leasesPath(), EISDIR));
-    EXPECT_STREQ(LeaseFileError::couldNotReplace(leasesPath(), EISDIR).what(),
-                 "Could not replace leases.json: Is a directory");
     EXPECT_EQ(readFile(leasesPath() / "keep"), "kept");
 
     // The temporary name is longer than the file's own, so here only it is too long.
@@ -226,39 +218,8 @@ TEST_F(LeaseFileTest, FailedSaveKeepsWhatStoodThereAndSaysWhy) {
     expectFailure([&] { LeaseFile(longPath).save(sampleTable()); },
                   LeaseFileError::couldNotWrite(longPath, ENAMETOOLONG));
     EXPECT_EQ(readFile(longPath), "previous");
-
-    writeFile(folder() / "plain", "a file, not a folder");
-    const auto notAFolder = folder() / "plain" / "corvane";
-    expectFailure([&] { LeaseFile(notAFolder / "leases.json").save(sampleTable()); },
-                  LeaseFileError::couldNotCreateFolder(
-                      notAFolder, std::make_error_code(std::errc::not_a_directory)));
     EXPECT_EQ(folderListing(),
-              (std::vector<std::string>{"leases.json", longPath.filename().string(), "plain"}));
-}
-
-TEST_F(LeaseFileTest, ReadFailureNamesTheFileAndTheReasonAndMovesNothing) {
-    fs::create_directory(leasesPath());
-    expectFailure([&] { (void)LeaseFile(leasesPath()).load(now); },
-                  LeaseFileError::couldNotRead(leasesPath(), EISDIR));
-    EXPECT_NE(std::string(LeaseFileError::couldNotRead(leasesPath(), EISDIR).what())
-                  .find(leasesPath().string() + ": Is a directory."),
-              std::string::npos);
-    EXPECT_EQ(folderListing(), std::vector<std::string>{"leases.json"});
-}
-
-TEST(LeaseFileDefaultPath, FollowsTheXDGDataHomeOnlyWhenAbsolute) {
-    const std::pair<std::optional<std::string>, const char*> cases[] = {
-        {"/data", "/data/corvane/leases.json"},
-        {std::nullopt, "/home/ann/.local/share/corvane/leases.json"},
-        {"", "/home/ann/.local/share/corvane/leases.json"},
-        {"data", "/home/ann/.local/share/corvane/leases.json"},
-    };
-    for (const auto& [dataHome, expected] : cases) {
-        const auto path = LeaseFile::defaultPath([&](std::string_view name) {
-            return name == "HOME" ? std::optional<std::string>("/home/ann") : dataHome;
-        });
-        EXPECT_EQ(path, fs::path(expected)) << dataHome.value_or("unset");
-    }
+              (std::vector<std::string>{"leases.json", longPath.filename().string()}));
 }
 
 } // namespace

@@ -11,8 +11,6 @@ namespace {
 using namespace corvane::testing;
 using State = Lease::State;
 
-// Changes and lookups are checked against the literal rules in lease_table_index_test.cpp.
-
 // Which records hold their address is checked against the literal rules in
 // allocation_property_test.cpp; expiry alone ignores the state.
 TEST(LeaseTime, ExpiresAtItsExpiryInstantWhateverItsState) {
@@ -43,40 +41,6 @@ TEST(LeaseTableQuarantine, HoldEndsAtItsUntilInstantAndARepeatedReportMovesToThe
     table.addQuarantine(address("10.0.0.7"), secondsFromNow(600), macNumbered(3));
     table.pruneQuarantine(now);
     EXPECT_EQ(table.quarantine(), (std::vector{held("10.0.0.8", 1, 1), held("10.0.0.7", 600, 3)}));
-}
-
-TEST(LeaseTableSorting, ByIPIsNumericThenByMACTextAndLeavesTheTable) {
-    const auto mac = [](const char* text) { return MACAddress::parse(text).value(); };
-    const LeaseTable table(
-        {
-            named(boundUntil(mac("0a:00:00:00:00:01"), "10.0.0.10", 60), "ten, 0a"),
-            named(boundUntil(mac("02:00:00:00:00:01"), "10.0.0.9", 60), "nine"),
-            named(boundUntil(mac("02:00:00:00:00:ff"), "10.0.0.10", 60), "ten, 02 first"),
-            named(boundUntil(mac("02:00:00:00:00:ff"), "10.0.0.10", 60), "ten, 02 second"),
-            named(boundUntil(mac("02:00:00:00:00:1f"), "10.0.0.10", 60), "ten, 02..1f"),
-        },
-        {});
-    const auto before = table;
-    EXPECT_EQ(hostnamesOf(table.sortedByIP()),
-              (std::vector<std::string>{"nine", "ten, 02..1f", "ten, 02 first", "ten, 02 second",
-                                        "ten, 0a"}));
-    EXPECT_EQ(table, before);
-}
-
-TEST(LeaseTableSorting, BothSortsKeepListOrderAmongEqualRecords) {
-    // Past the size where a plain sort falls back to insertion sort, which is stable anyway.
-    std::vector<Lease> many;
-    std::vector<std::string> expected(40);
-    for (int index = 0; index < 40; ++index) {
-        many.push_back(
-            named(boundUntil(macNumbered(index % 2), "10.0.0.1", 60), std::to_string(index)));
-        expected[index / 2 + index % 2 * 20] = std::to_string(index);
-    }
-    const LeaseTable table(many, {});
-    EXPECT_EQ(hostnamesOf(table.sortedByIP()), expected);
-    EXPECT_EQ(
-        hostnamesOf(table.sortedForDisplay([](const Lease&) { return PresenceState::online; })),
-        expected);
 }
 
 TEST(LeaseTableSorting, ForDisplayRanksPresenceBeforeAddress) {

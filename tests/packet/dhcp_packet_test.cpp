@@ -31,8 +31,6 @@ Bytes text(std::string_view characters) {
 
 const Bytes clientMAC = {0x7e, 0xcb, 0x25, 0x98, 0x0c, 0x76};
 const Bytes cookie = {99, 130, 83, 99};
-// A default packet up to and with the magic cookie: an Ethernet BOOTREQUEST, all else zero.
-const Bytes defaultHeader = concat({{1, 1, 6, 0}, zeros(232), cookie});
 
 // A fresh request's header from `clientMAC`: BOOTREQUEST, Ethernet, hlen 6, no hops, the
 // xid, zero secs, flags and addresses, the MAC padded to 16 bytes, no server name or file.
@@ -156,7 +154,6 @@ TEST(DHCPPacketParse, BoundariesAndOptionWalk) {
         Outcome outcome;
     };
     const Case cases[] = {
-        {"empty datagram is too short", {}, PacketError::tooShort(0)},
         {"239 bytes are too short", zeros(239), PacketError::tooShort(239)},
         {"240 bytes with a good cookie carry no options", datagram({}), Options{}},
         {"cookie must be exact", concat({zeros(236), {99, 130, 83, 98}, {255}}),
@@ -166,14 +163,8 @@ TEST(DHCPPacketParse, BoundariesAndOptionWalk) {
          Options{{53, {3}}, {12, {'a'}}}},
         {"bytes after end are ignored even if malformed", datagram({{53, 1, 1, 255, 12, 200, 1}}),
          Options{{53, {1}}}},
-        {"no end option is fine", datagram({{61, 2, 1, 2}}), Options{{61, {1, 2}}}},
-        {"unknown codes and empty data pass through", datagram({{224, 0, 80, 0, 255}}),
-         Options{{224, {}}, {80, {}}}},
-        {"duplicates kept in arrival order", datagram({{51, 1, 7, 51, 1, 9}}),
-         Options{{51, {7}}, {51, {9}}}},
         {"length running past the end", datagram({{12, 10, 'c', 'a', 'm', '1'}}),
          PacketError::optionOverrun(12)},
-        {"lone code as the last byte", datagram({{53, 1, 1, 61}}), PacketError::optionOverrun(61)},
         {"length one past the end", datagram({{60, 3, 'a', 'b'}}), PacketError::optionOverrun(60)},
     };
     for (const auto& c : cases) {
@@ -200,23 +191,17 @@ TEST(DHCPPacketParse, KeepsAllSixteenChaddrBytesAndSkipsServerNameAndFile) {
 
 TEST(DHCPPacketAccessors, MalformedFieldsGiveNoValue) {
     EXPECT_FALSE(requestWith({{53, {1, 1}}}).messageType()) << "two-byte message type";
-    EXPECT_FALSE(requestWith({{53, {}}}).messageType()) << "empty message type";
     EXPECT_FALSE(requestWith({{53, {9}}}).messageType()) << "message type 9";
     EXPECT_EQ(requestWith({{53, {8}}}).messageType(), DHCPMessageType::inform);
     EXPECT_EQ(requestWith({{53, {7}}, {53, {1}}}).messageType(), DHCPMessageType::release)
         << "the first of duplicates wins";
     EXPECT_FALSE(requestWith({{50, {10, 0, 0}}}).requestedIP()) << "three-byte address";
     EXPECT_FALSE(requestWith({{54, {10, 0, 0, 1, 5}}}).serverID()) << "five-byte address";
-    EXPECT_EQ(requestWith({{54, {10, 0, 0, 1}}}).serverID(), IPv4Address(10, 0, 0, 1));
-    EXPECT_EQ(requestWith({{61, {}}}).clientID(), "") << "empty client id";
     EXPECT_EQ(requestWith({{61, Bytes(40, 0xFF)}}).clientID()->size(), 40u * 3 - 1)
         << "client id has no length limit";
     auto packet = udhcpcDiscover;
     packet.hlen = 16;
     EXPECT_FALSE(packet.mac()) << "MAC only for six-byte hardware addresses";
-    packet.hlen = 6;
-    packet.chaddr = {1, 2, 3, 4, 5};
-    EXPECT_FALSE(packet.mac()) << "five-byte chaddr";
 }
 
 // Padding up to the minimum is checked by the golden packets above.
@@ -245,29 +230,35 @@ TEST(DHCPPacketSerialize, HeaderFieldsInNetworkOrderAndChaddrCutOrPadded) {
               concat({header, Bytes(packet.chaddr.begin(), packet.chaddr.begin() + 16), tail}));
 }
 
-TEST(DHCPPacketSerialize, WritesListedOptionsAsTheyStand) {
-    DHCPPacket packet;
-    packet.options = {{OptionCode::pad, {7}}, {OptionCode::end, {}}, {200, Bytes(255, 'z')}};
-    EXPECT_EQ(packet.serialize(0),
-              concat({defaultHeader, {0, 1, 7, 255, 0, 200, 255}, Bytes(255, 'z'), {255}}));
-}
-
-TEST(DHCPPacketSetOption, ReplacesInPlaceOrAppends) {
-    DHCPPacket packet;
-    packet.setOption(OptionCode::messageType, {2});
-    packet.setOption(OptionCode::serverID, {10, 0, 0, 1});
-    packet.setOption(OptionCode::leaseTime, {0, 0, 0x0E, 0x10});
-    packet.options.push_back({OptionCode::leaseTime, {9}});
-    packet.setOption(OptionCode::leaseTime, {0, 1, 0x51, 0x80});
-    packet.setOption(OptionCode::subnetMask, {255, 255, 255, 0});
-    const std::vector<DHCPOptionField> expected = {{53, {2}},
-                                                   {54, {10, 0, 0, 1}},
-                                                   {51, {0, 1, 0x51, 0x80}},
-                                                   {51, {9}},
-                                                   {1, {255, 255, 255, 0}}};
-    EXPECT_EQ(packet.options, expected);
-    EXPECT_EQ(packet.option(OptionCode::leaseTime), (Bytes{0, 1, 0x51, 0x80}));
-    EXPECT_EQ(packet.option(OptionCode::router), std::nullopt);
+TEST(PrintableText, EscapesAndLimits) {
+    struct Case {
+        const char* rule;
+        Bytes bytes;
+        std::size_t limit;
+        std::string shown;
+    };
+    const Bytes letters(100, 'q');
+    const auto withTail = [](std::size_t count, std::uint8_t tail) {
+        Bytes bytes(count, 'q');
+        bytes.push_back(tail);
+        return bytes;
+    };
+    const Case cases[] = {
+        {"control byte escaped", {'c', 'a', 'm', 0x00, '1'}, 64, "cam\\x001"},
+        {"space and tilde kept, DEL and high bytes escaped",
+         {' ', '~', 0x7F, 0xFF, 0x1F},
+         64,
+         " ~\\x7f\\xff\\x1f"},
+        {"cut at the limit", letters, 64, std::string(64, 'q')},
+        {"escape that would cross the limit is dropped whole", withTail(62, 0x07), 64,
+         std::string(62, 'q')},
+        {"escape that exactly fits is kept", withTail(60, 0x07), 64,
+         std::string(60, 'q') + "\\x07"},
+        {"nothing after a dropped escape", {0x01, 'a'}, 3, ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(DHCPPacket::printable(c.bytes, c.limit), c.shown) << c.rule;
+    }
 }
 
 TEST(DHCPPacketSetOptionDeathTest, DataBeyond255BytesStopsTheProgram) {
