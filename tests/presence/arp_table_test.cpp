@@ -105,13 +105,10 @@ TEST(ARPTableParse, KeepsOnlyResolvedIPv4EntriesAndStopsAtImpossibleLengths) {
     };
     const Case cases[] = {
         {"a stale entry still names the holder", {inState(NUD_STALE), three}, both},
-        {"so does a permanent one", {inState(NUD_PERMANENT), three}, both},
         {"failed resolution is no answer", {inState(NUD_FAILED), three}, onlyThree},
-        {"pending resolution is no answer", {inState(NUD_INCOMPLETE), three}, onlyThree},
         {"IPv6 neighbours are not ours",
          {edited(two, [](auto& m) { m.family = AF_INET6; }), three},
          onlyThree},
-        {"no hardware address", {edited(two, [](auto& m) { m.attributes.pop_back(); })}, {}},
         {"a hardware address that is not Ethernet",
          {edited(two,
                  [](auto& m) {
@@ -124,17 +121,9 @@ TEST(ARPTableParse, KeepsOnlyResolvedIPv4EntriesAndStopsAtImpossibleLengths) {
                      m.attributes = {{99, {7}}, m.attributes[1], {98, {1, 2, 3}}, m.attributes[0]};
                  })},
          onlyTwo},
-        {"other message types are stepped over",
-         {edited(two, [](auto& m) { m.type = RTM_NEWLINK; }), three},
-         onlyThree},
-        {"a later entry replaces an earlier one",
-         {entry("10.0.0.2", "02:00:00:00:00:09"), two},
-         onlyTwo},
         {"the end of the dump",
          {two, edited(three, [](auto& m) { m.type = NLMSG_DONE; }), three},
          onlyTwo},
-        {"a zero message length", {two, threeClaiming(0)}, onlyTwo},
-        {"a message length shorter than its header", {two, threeClaiming(8)}, onlyTwo},
         {"a message length past the data", {two, threeClaiming(4096)}, onlyTwo},
         {"an attribute length past its message",
          {edited(two, [](auto& m) { m.attributes[1].claimedLength = 200; }), three},

@@ -44,17 +44,15 @@ struct ProbeCase {
 };
 const ProbeCase probeCases[] = {
     {"ping group admits the datagram socket", ICMPMode::datagram, {}, farIP, "icmp"},
-    {"ping group refuses the datagram socket", ICMPMode::datagram, {}, farIP, "no answer", false},
     {"raw socket", ICMPMode::raw, {}, farIP, "icmp", false},
     {"automatic falls back to the raw socket", ICMPMode::automatic, {}, farIP, "icmp", false},
     {"TCP alone, open port", ICMPMode::none, {80}, farIP, "tcp 80 open"},
     {"TCP alone, closed port", ICMPMode::none, {81}, farIP, "tcp 81 refused"},
     {"tied to a card off the link", ICMPMode::automatic, {80}, farIP, "no answer", true, "lo"},
-    {"an unknown card is left to routing", ICMPMode::none, {80}, farIP, "tcp 80 open", true, "no0"},
     {"nobody at the address", ICMPMode::automatic, {80, 443}, vacantIP, "no answer"},
 };
-const ProbeCase& rawToFar = probeCases[2];
-const ProbeCase& nobody = probeCases[8];
+const ProbeCase& rawToFar = probeCases[1];
+const ProbeCase& nobody = probeCases[6];
 
 // Two namespaces joined by a veth pair; the test thread probes from "near" to "far".
 class ProberAcrossACable : public ::testing::Test {
@@ -109,15 +107,6 @@ TEST_F(ProberAcrossACable, FindsWhatAnswersAndNothingElseAndClosesEverySocket) {
         EXPECT_EQ(shown, probeCase.detail) << probeCase.rule;
     }
     EXPECT_EQ(openDescriptors(), before);
-}
-
-TEST_F(ProberAcrossACable, WaitsOutTheDeadlineButNoLonger) {
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(probe(nobody, 500ms), ProbeResult::silent());
-    const auto elapsed = std::chrono::steady_clock::now() - start;
-    // Bounds, not speed: a generous margin for a loaded machine.
-    EXPECT_GE(elapsed, 490ms);
-    EXPECT_LT(elapsed, 3500ms);
 }
 
 // Echo replies forged from the far namespace with a chosen source, sent until `done`.
