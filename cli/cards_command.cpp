@@ -51,11 +51,7 @@ void addCardsCommand(CLI::App& app) {
     command->add_flag("--all", options->all, "List every network card of this computer");
     command->add_flag("--virtual", options->virtualCards,
                       "Also list virtual Ethernet cards (veth, tap, macvlan)");
-    command->callback([options] {
-        if (const int status = listCards(*options); status != successStatus) {
-            throw CLI::RuntimeError(status);
-        }
-    });
+    command->callback([options] { exitUnlessSucceeded(listCards(*options)); });
 }
 
 } // namespace corvane::cli

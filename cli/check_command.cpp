@@ -61,14 +61,9 @@ void addCheckCommand(CLI::App& app) {
     auto options = std::make_shared<CheckOptions>();
     auto* command = app.add_subcommand(
         "check", "Run the checks made before a start; exit status 0 when a start is allowed");
-    command->add_option("--interface", options->interfaceName, "The card to serve on, e.g. eth1")
-        ->required();
+    addInterfaceOption(*command, options->interfaceName);
     options->flags.addTo(*command);
-    command->callback([options] {
-        if (const int status = runChecks(*options); status != successStatus) {
-            throw CLI::RuntimeError(status);
-        }
-    });
+    command->callback([options] { exitUnlessSucceeded(runChecks(*options)); });
 }
 
 } // namespace corvane::cli

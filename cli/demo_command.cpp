@@ -136,11 +136,7 @@ void addDemoCommand(CLI::App& app) {
         "demo", "Show Corvane serving a simulated device across a virtual cable (needs root)");
     command->add_option("--seconds", options->seconds,
                         "End the demo after this many seconds instead of at Ctrl-C");
-    command->callback([options] {
-        if (const int status = runDemo(*options); status != successStatus) {
-            throw CLI::RuntimeError(status);
-        }
-    });
+    command->callback([options] { exitUnlessSucceeded(runDemo(*options)); });
 }
 
 } // namespace corvane::cli

@@ -133,19 +133,13 @@ int clearExpired(const LeaseFileOption& option) {
                       });
 }
 
-template <typename Action> void runOrExit(Action action) {
-    if (const int status = action(); status != successStatus) {
-        throw CLI::RuntimeError(status);
-    }
-}
-
 } // namespace
 
 void addLeasesCommands(CLI::App& app) {
     auto leasesOption = std::make_shared<LeaseFileOption>();
     auto* leases = app.add_subcommand("leases", "Show the leases in the lease file");
     addLeaseFileOption(*leases, *leasesOption);
-    leases->callback([leasesOption] { runOrExit([&] { return showLeases(*leasesOption); }); });
+    leases->callback([leasesOption] { exitUnlessSucceeded(showLeases(*leasesOption)); });
 
     auto forgetOption = std::make_shared<LeaseFileOption>();
     auto forgetMAC = std::make_shared<std::string>();
@@ -154,15 +148,14 @@ void addLeasesCommands(CLI::App& app) {
     forgetCommand->add_option("MAC", *forgetMAC, "The device's MAC address, e.g. 3c:22:fb:01:02:03")
         ->required();
     addLeaseFileOption(*forgetCommand, *forgetOption);
-    forgetCommand->callback([forgetOption, forgetMAC] {
-        runOrExit([&] { return forget(*forgetMAC, *forgetOption); });
-    });
+    forgetCommand->callback(
+        [forgetOption, forgetMAC] { exitUnlessSucceeded(forget(*forgetMAC, *forgetOption)); });
 
     auto clearOption = std::make_shared<LeaseFileOption>();
     auto* clear = app.add_subcommand(
         "clear-expired", "Remove expired, released and reclaimed leases; active leases stay");
     addLeaseFileOption(*clear, *clearOption);
-    clear->callback([clearOption] { runOrExit([&] { return clearExpired(*clearOption); }); });
+    clear->callback([clearOption] { exitUnlessSucceeded(clearExpired(*clearOption)); });
 }
 
 } // namespace corvane::cli

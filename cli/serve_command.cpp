@@ -122,8 +122,7 @@ void addServeCommand(CLI::App& app) {
     auto options = std::make_shared<ServeOptions>();
     auto* command = app.add_subcommand(
         "serve", "Serve DHCP on one card until Ctrl-C, printing every event as it happens");
-    command->add_option("--interface", options->interfaceName, "The card to serve on, e.g. eth1")
-        ->required();
+    addInterfaceOption(*command, options->interfaceName);
     options->flags.addTo(*command);
     command->add_option("--lease-file", options->leaseFile,
                         "The lease file to use instead of the user's leases.json");
@@ -133,11 +132,7 @@ void addServeCommand(CLI::App& app) {
                       "Do not probe devices for presence or addresses for conflicts");
     command->add_flag("--force", options->force, "Serve even when a check before the start fails");
     command->add_flag("--json", options->json, "Print each event as one JSON object per line");
-    command->callback([options] {
-        if (const int status = serve(*options); status != successStatus) {
-            throw CLI::RuntimeError(status);
-        }
-    });
+    command->callback([options] { exitUnlessSucceeded(serve(*options)); });
 }
 
 } // namespace corvane::cli

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include <CLI/CLI.hpp>
 
 namespace corvane::cli {
@@ -8,6 +10,18 @@ namespace corvane::cli {
 inline constexpr int successStatus = 0;
 inline constexpr int refusedStatus = 1;
 inline constexpr int usageStatus = 2;
+
+// Ends a subcommand's callback with `status` as the exit status unless it is a success.
+inline void exitUnlessSucceeded(int status) {
+    if (status != successStatus) {
+        throw CLI::RuntimeError(status);
+    }
+}
+
+// The required card option of the commands that serve or check on one card.
+inline void addInterfaceOption(CLI::App& command, std::string& interfaceName) {
+    command.add_option("--interface", interfaceName, "The card to serve on, e.g. eth1")->required();
+}
 
 // `corvane cards [--all] [--virtual]`: the cards a user can serve on, or every card.
 void addCardsCommand(CLI::App& app);
