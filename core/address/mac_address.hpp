@@ -29,16 +29,6 @@ public:
     std::string description() const;
 
     constexpr auto operator<=>(const MACAddress&) const = default;
-    // Spelled out so it compiles to a few inline compares instead of a memcmp call: lease
-    // lookups compare a MAC against every record of the table.
-    constexpr bool operator==(const MACAddress& other) const {
-        for (std::size_t index = 0; index < bytes_.size(); ++index) {
-            if (bytes_[index] != other.bytes_[index]) {
-                return false;
-            }
-        }
-        return true;
-    }
 
 private:
     ByteArray bytes_{};
