@@ -145,6 +145,13 @@ void AppModel::takeChecks(std::vector<PreflightCheck> checks) {
     announceDerivedChanges();
 }
 
+void AppModel::discardChecks() {
+    if (!checks_.empty()) {
+        checks_.clear();
+        Q_EMIT checksChanged();
+    }
+}
+
 std::vector<NetworkCard> AppModel::offeredCards() const {
     return Interfaces::offered(cards_, showDisconnected_, showVirtualCards_);
 }
@@ -173,12 +180,13 @@ void AppModel::setShowVirtualCards(bool show) {
 }
 
 const NetworkCard* AppModel::selectedCard() const {
-    if (!selectedCardID_) {
-        return nullptr;
-    }
-    const auto found = std::find_if(cards_.begin(), cards_.end(), [this](const NetworkCard& card) {
-        return card.id() == *selectedCardID_;
-    });
+    return selectedCardID_ ? cardWithID(*selectedCardID_) : nullptr;
+}
+
+const NetworkCard* AppModel::cardWithID(const std::string& cardID) const {
+    const auto found =
+        std::find_if(cards_.begin(), cards_.end(),
+                     [&cardID](const NetworkCard& card) { return card.id() == cardID; });
     return found == cards_.end() ? nullptr : &*found;
 }
 
@@ -186,10 +194,8 @@ void AppModel::selectCard(const std::string& cardID) {
     if (isRunning_) {
         return;
     }
-    const auto found =
-        std::find_if(cards_.begin(), cards_.end(),
-                     [&cardID](const NetworkCard& card) { return card.id() == cardID; });
-    if (found == cards_.end()) {
+    const auto* found = cardWithID(cardID);
+    if (found == nullptr) {
         return;
     }
     try {
@@ -208,10 +214,7 @@ void AppModel::setSelectedCard(std::optional<std::string> cardID) {
     }
     selectedCardID_ = std::move(cardID);
     // The checks describe the card they were gathered for.
-    if (!checks_.empty()) {
-        checks_.clear();
-        Q_EMIT checksChanged();
-    }
+    discardChecks();
     Q_EMIT selectedCardChanged();
 }
 
@@ -229,10 +232,7 @@ std::vector<ConfigError> AppModel::setConfig(const ServerConfig& config) {
     }
     config_ = config;
     Q_EMIT configChanged();
-    if (!checks_.empty()) {
-        checks_.clear();
-        Q_EMIT checksChanged();
-    }
+    discardChecks();
     refreshChecks();
     announceDerivedChanges();
     return errors;

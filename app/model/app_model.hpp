@@ -218,6 +218,9 @@ private:
     void listCards(const std::function<void()>& afterwards);
     void takeCards(std::vector<NetworkCard> cards);
     void takeChecks(std::vector<PreflightCheck> checks);
+    // Drops the checks once they no longer describe the card or the configuration.
+    void discardChecks();
+    const NetworkCard* cardWithID(const std::string& cardID) const;
     void setSelectedCard(std::optional<std::string> cardID);
     void loadLeasesForDisplay();
     void startWatchingInterfaces();
