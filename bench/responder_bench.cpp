@@ -71,6 +71,13 @@ DHCPPacket clientMessage(DHCPMessageType type, std::optional<IPv4Address> reques
     return packet;
 }
 
+// The bench client's REQUEST for the address just above `occupied` leases: the first free one.
+DHCPPacket requestForFirstFree(std::int64_t occupied) {
+    const IPv4Address firstFree(wideConfig().rangeStart.value() +
+                                static_cast<std::uint32_t>(occupied));
+    return clientMessage(DHCPMessageType::request, firstFree, true);
+}
+
 void decideOn(benchmark::State& state, const DHCPPacket& packet) {
     const Responder responder(wideConfig());
     const DecisionContext context{occupiedTable(state.range(0)), {}, {}, now};
@@ -91,9 +98,7 @@ void decideDiscover(benchmark::State& state) {
 
 // A new client selecting the first free address.
 void decideRequest(benchmark::State& state) {
-    const IPv4Address firstFree(wideConfig().rangeStart.value() +
-                                static_cast<std::uint32_t>(state.range(0)));
-    decideOn(state, clientMessage(DHCPMessageType::request, firstFree, true));
+    decideOn(state, requestForFirstFree(state.range(0)));
 }
 
 // The same decisions for a caller that hands its table over and takes the new one back, as
@@ -116,9 +121,7 @@ void decideDiscoverHandingOverTheTable(benchmark::State& state) {
 }
 
 void decideRequestHandingOverTheTable(benchmark::State& state) {
-    const IPv4Address firstFree(wideConfig().rangeStart.value() +
-                                static_cast<std::uint32_t>(state.range(0)));
-    decideOnHandedOverTable(state, clientMessage(DHCPMessageType::request, firstFree, true));
+    decideOnHandedOverTable(state, requestForFirstFree(state.range(0)));
 }
 
 // The copy `decide` makes of the context's table, alone, to tell it apart from the logic.
