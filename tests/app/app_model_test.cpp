@@ -1,3 +1,4 @@
+#include <QElapsedTimer>
 #include <QTest>
 #include <memory>
 #include <string>
@@ -5,6 +6,7 @@
 
 #include "app/model/app_model.hpp"
 #include "core/events/notice_texts.hpp"
+#include "core/host/host_setup_error.hpp"
 #include "tests/app/app_test_support.hpp"
 
 namespace corvane {
@@ -33,6 +35,10 @@ Lease lease(std::uint8_t device, const char* address, TimePoint expiresAt) {
 }
 
 const Checks passing{check(ID::wired, Status::pass), check(ID::port67, Status::warn)};
+
+std::string tcpdumpOn(const char* card) {
+    return std::string("sudo tcpdump -i ") + card + " -n -e 'udp port 67 or udp port 68'";
+}
 
 } // namespace
 } // namespace corvane
@@ -188,6 +194,14 @@ private Q_SLOTS:
         QCOMPARE(model->nextAddress(), std::optional(ip("192.168.0.102")));
     }
 
+    // The chosen card's command shows on the dashboard's waiting panel.
+    void tcpdumpCommandNamesTheServedCardElseAny() {
+        makeModel({}, {});
+        QCOMPARE(model->tcpdumpCommand().toStdString(), tcpdumpOn("any"));
+        model->handle(ServerEvent::Started{"veth-lab", ServerConfig::defaultConfig()});
+        QCOMPARE(model->tcpdumpCommand().toStdString(), tcpdumpOn("veth-lab"));
+    }
+
     void logKeepsTheNewestLines() {
         makeModel({}, {});
         for (int line = 1; line <= 5001; ++line) {
@@ -196,6 +210,121 @@ private Q_SLOTS:
         QCOMPARE(model->log().size(), AppModel::logCapacity);
         QCOMPARE(model->log().front().id, 2);
         QCOMPARE(model->log().back().id, 5001);
+    }
+
+    void filterMatchesIgnoringCase_data() {
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<int>("shown");
+        QTest::newRow("empty shows all") << "" << 4;
+        QTest::newRow("lower case finds upper case") << "ack" << 2;
+        QTest::newRow("address") << "192.168.0.100" << 1;
+        QTest::newRow("no match") << "nak" << 0;
+    }
+    void filterMatchesIgnoringCase() {
+        QFETCH(QString, filter);
+        QFETCH(int, shown);
+        makeModel({}, {});
+        for (const char* text : {"RX DISCOVER 02:00:5e:00:00:01", "TX ACK 192.168.0.100",
+                                 "TX OFFER 192.168.0.101", "INFO Ack later"}) {
+            model->appendLog(text, LogLine::Kind::other);
+        }
+        model->setLogFilter(filter);
+        QCOMPARE(static_cast<int>(model->visibleLog().size()), shown);
+    }
+
+    void pauseFreezesTheShownLines() {
+        makeModel({}, {});
+        model->handle(ServerEvent::Info{"one"});
+        model->setLogPaused(true);
+        const std::vector<LogLine> frozen = model->visibleLog();
+        model->handle(ServerEvent::Info{"two"});
+        QVERIFY(model->visibleLog() == frozen);
+        QCOMPARE(model->log().size(), std::size_t{2});
+        model->setLogPaused(false);
+        QCOMPARE(model->visibleLog().size(), std::size_t{2});
+    }
+
+    void administratorCommandOutcomes_data() {
+        QTest::addColumn<int>("outcome");
+        QTest::addColumn<bool>("keptForTerminal");
+        QTest::addColumn<QString>("logged");
+        QTest::newRow("success") << 0 << false << "ADAPTER      ran nmcli";
+        QTest::newRow("failure") << 1 << true << "ADAPTER      failed: nmcli said no";
+        QTest::newRow("dismissed prompt") << 2 << false << "ADAPTER      cancelled:";
+    }
+    void administratorCommandOutcomes() {
+        QFETCH(int, outcome);
+        QFETCH(bool, keptForTerminal);
+        QFETCH(QString, logged);
+        makeModel({wiredCard("eth7", 7)}, passing, [outcome](AppModelEnvironment& environment) {
+            environment.host.runAsAdministrator = [outcome](const std::string&,
+                                                            const SetupCommand&) {
+                if (outcome > 0) {
+                    throw HostSetupError(outcome == 1 ? "nmcli said no" : "dismissed",
+                                         outcome == 2);
+                }
+            };
+        });
+        model->requestConfigureAdapter();
+        QTRY_VERIFY_WITH_TIMEOUT(model->pendingCommand(), 5000);
+        QCOMPARE(model->pendingCommand()->title,
+                 std::string("Configure Wired 7 as 192.168.0.1/24?"));
+        model->run(*model->pendingCommand());
+        QVERIFY(!model->pendingCommand());
+        QTRY_VERIFY_WITH_TIMEOUT(!model->isCommandRunning(), 5000);
+        QVERIFY(QString::fromStdString(model->log().back().text).contains(logged));
+        QCOMPARE(model->failedCommand().has_value(), keptForTerminal);
+        QCOMPARE(model->lastError().has_value(), keptForTerminal);
+    }
+
+    // The command takes the form of whoever manages the chosen card: a card NetworkManager
+    // leaves alone is set with iproute2, and has no DHCP to hand back to.
+    void administratorCommandFollowsTheCardsManager() {
+        auto unmanaged = wiredCard("eth7", 7);
+        unmanaged.managedByNetworkManager = false;
+        unmanaged.serviceName.reset();
+        for (const auto& card : {wiredCard("eth7", 7), unmanaged}) {
+            makeModel({card}, passing);
+            model->requestConfigureAdapter();
+            QVERIFY(model->pendingCommand());
+            const auto& steps = model->pendingCommand()->command.steps;
+            QCOMPARE(steps.front().rfind(card.managedByNetworkManager ? "nmcli " : "ip ", 0),
+                     std::size_t{0});
+            model->requestRestoreDHCP();
+            QCOMPARE(model->lastError().has_value(), !card.managedByNetworkManager);
+        }
+    }
+
+    void clearingExpiredLeasesWhileStoppedChangesTheLeaseFile() {
+        const LeaseFile file((folder->path() + "/leases.json").toStdString());
+        const auto active = lease(1, "192.168.0.100", testStart + std::chrono::hours{1});
+        file.save(LeaseTable({active, lease(2, "192.168.0.101", testStart)}, {}));
+        makeModel({}, {});
+        QCOMPARE(model->state().leases.size(), std::size_t{2});
+
+        model->requestClearExpired();
+        model->confirmClearExpired();
+        QCOMPARE(file.load(clock->now()).table.leases(), std::vector<Lease>{active});
+        QCOMPARE(model->state().leases.size(), std::size_t{1});
+        // Forgetting a lease is checked through the dashboard, down to the file.
+    }
+
+    void chosenCardIsRememberedByItsMAC() {
+        const Cards cards{wiredCard("eth1", 1), wiredCard("eth2", 2)};
+        makeModel(cards, passing);
+        QCOMPARE(model->selectedCardID(), std::optional<std::string>("eth1"));
+        model->selectCard("eth2");
+        makeModel(cards, passing);
+        QCOMPARE(model->selectedCardID(), std::optional<std::string>("eth2"));
+    }
+
+    void launchScreenStaysForTheMinimum() {
+        QElapsedTimer sinceConstruction;
+        sinceConstruction.start();
+        makeModel({}, {}, [](AppModelEnvironment& environment) {
+            environment.launchMinimum = std::chrono::milliseconds{300};
+        });
+        QVERIFY(sinceConstruction.elapsed() >= 300);
     }
 };
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "app/model/update_controller.hpp"
+#include "app/model/update_error_text.hpp"
 #include "app/model/update_texts.hpp"
 
 namespace corvane {
@@ -77,11 +78,15 @@ class UpdateControllerTest : public QObject {
     FeedServer* feed = nullptr;
     bool serverRunning = false;
     Lines lines;
+    std::optional<std::string> feedOverride;
 
-    std::unique_ptr<UpdateController> makeController(bool automaticChecks = true) {
+    std::unique_ptr<UpdateController> makeController(bool automaticChecks = true,
+                                                     bool buildFeed = true) {
         UpdateConfiguration configuration;
-        configuration.feedURL = feed->url();
-        configuration.publicKey = "test key";
+        if (buildFeed) {
+            configuration.feedURL = feed->url();
+            configuration.publicKey = "test key";
+        }
         // Numbers, not text: 1.10.0 is newer than 1.9.0, and 1.9 is the same as 1.9.0.
         configuration.currentVersion = "1.9.0";
         configuration.automaticChecks = automaticChecks;
@@ -90,8 +95,7 @@ class UpdateControllerTest : public QObject {
         auto controller = std::make_unique<UpdateController>(
             configuration, [this] { return serverRunning; },
             [this](const std::string& text) { lines.push_back(text); },
-            [] { return std::optional<std::string>(); },
-            "/home/tester/.config/corvane/settings.json");
+            [this] { return feedOverride; }, "/home/tester/.config/corvane/settings.json");
         controller->start();
         return controller;
     }
@@ -106,8 +110,30 @@ private Q_SLOTS:
         feed = new FeedServer;
         serverRunning = false;
         lines.clear();
+        feedOverride.reset();
     }
     void cleanup() { delete feed; }
+
+    void errorTextAddsTheDeepestSpecificCause() {
+        const std::string generic = "The operation couldn't be completed.";
+        const struct {
+            const char* name;
+            Lines chain;
+            std::string expected;
+        } cases[] = {
+            {"no cause", {"Top."}, "Top."},
+            {"only a generic cause", {"Top.", generic}, "Top."},
+            {"deepest specific cause wins", {"Top.", "Middle.", "Deep.", generic}, "Top. (Deep.)"},
+            {"cause equal to the top", {"Same.", "Same."}, "Same."},
+        };
+        for (const auto& entry : cases) {
+            UpdateError error{"domain", 1, entry.chain.front(), nullptr};
+            for (std::size_t index = 1; index < entry.chain.size(); ++index) {
+                error = error.causedBy(UpdateError{"domain", 2, entry.chain[index], nullptr});
+            }
+            QVERIFY2(UpdateErrorText::describe(error) == entry.expected, entry.name);
+        }
+    }
 
     void backgroundCheckWaitsForTheServerToStop_data() {
         QTest::addColumn<bool>("automaticChecks");
@@ -181,6 +207,22 @@ private Q_SLOTS:
             QCOMPARE(lines.size(), std::size_t{1});
             QVERIFY2(QString::fromStdString(lines[0]).startsWith(logged), lines[0].c_str());
         }
+    }
+
+    void testFeedReplacesTheBuiltInFeedAndIsAnnouncedOnce() {
+        QVERIFY(!makeController(true, false)->canCheckForUpdates());
+        feedOverride = feed->url();
+        auto controller = makeController(true, false);
+        controller->checkForUpdates();
+        waitForCheck(*controller);
+        controller->checkForUpdates();
+        waitForCheck(*controller);
+        QCOMPARE(feed->requests, 2);
+        QCOMPARE(std::count(lines.begin(), lines.end(),
+                            update_texts::usingTestFeed(
+                                feed->url(), "/home/tester/.config/corvane/settings.json",
+                                "updateFeedOverride")),
+                 1);
     }
 };
 

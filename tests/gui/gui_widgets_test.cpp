@@ -1,4 +1,9 @@
 #include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QClipboard>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -7,9 +12,17 @@
 #include "app/gui/checklist_view.hpp"
 #include "app/gui/command_dialog.hpp"
 #include "app/gui/dashboard_window.hpp"
+#include "app/gui/gui_texts.hpp"
 #include "app/gui/lease_table_view.hpp"
 #include "app/gui/log_model.hpp"
+#include "app/gui/notice_banner.hpp"
+#include "app/gui/settings_dialog.hpp"
+#include "app/gui/waiting_panel.hpp"
 #include "app/model/app_model.hpp"
+#include "core/config/config_texts.hpp"
+#include "core/config/settings_file.hpp"
+#include "core/events/notice_texts.hpp"
+#include "core/leases/lease_file.hpp"
 #include "tests/app/app_test_support.hpp"
 
 using namespace corvane;
@@ -53,18 +66,23 @@ template <class Widget> Widget& child(QObject& parent, const char* name) {
 // The dashboard over a model of one wired card, en0, with the given checks; `open()` shows
 // it and lets the model start up.
 struct Dashboard {
-    Dashboard(std::vector<PreflightCheck> checks,
-              const std::function<void(AppModelEnvironment&)>& adjust)
+    explicit Dashboard(std::vector<PreflightCheck> checks, std::uint16_t serverPort = 0,
+                       const std::function<void(AppModelEnvironment&)>& adjust = {})
         : model([&] {
               auto environment = testing::testEnvironment(
-                  folder, clock, {testing::wiredCard("en0")}, std::move(checks), 0);
-              adjust(environment);
+                  folder, clock, {testing::wiredCard("en0")}, std::move(checks), 0, serverPort);
+              if (adjust) {
+                  adjust(environment);
+              }
               return environment;
           }()),
           window(model) {}
     void open() {
         window.show();
         model.bootstrap();
+    }
+    std::filesystem::path file(const char* name) const {
+        return std::filesystem::path(folder.path().toStdString()) / name;
     }
 
     QTemporaryDir folder;
@@ -120,6 +138,10 @@ private Q_SLOTS:
         QTest::newRow("offer at its expiry")
             << LeaseTableModel::Row{lease(100, Lease::State::offered, testStart), std::nullopt}
             << QStringList{"expired", "\u2014"};
+        QTest::newRow("released early")
+            << LeaseTableModel::Row{lease(100, Lease::State::released, testStart + 10min),
+                                    PresenceState::offline}
+            << QStringList{"released", "offline"};
     }
     void leaseTableReadsTimeLeftAndPresence() {
         QFETCH(LeaseTableModel::Row, row);
@@ -131,11 +153,170 @@ private Q_SLOTS:
         QCOMPARE((QStringList{cell(model, 0, LeaseTableModel::leaseLeft),
                               cell(model, 0, LeaseTableModel::presence)}),
                  shown);
+        QCOMPARE(model.index(0, 0).data(LeaseTableModel::macRole).toString(),
+                 QStringLiteral("02:00:00:00:00:64"));
+    }
+
+    void leaseTableKeepsTheSelectedClientAcrossRedraws() {
+        LeaseTableView view;
+        view.setRows({{lease(100), PresenceState::offline}, {lease(101), std::nullopt}}, testStart);
+        view.selectMAC(QStringLiteral("02:00:00:00:00:65"));
+
+        // The second device came online and sorts first now.
+        view.setRows({{lease(101), PresenceState::online}, {lease(100), PresenceState::offline}},
+                     testStart);
+        QCOMPARE(view.selectedMAC(), QStringLiteral("02:00:00:00:00:65"));
+    }
+
+    void settingsSheetShowsMessagesUnderTheirAreaAndHoldsBackSave() {
+        SettingsDialog sheet;
+        ServerConfig custom = ServerConfig::defaultConfig();
+        custom.leaseSeconds = 5400;
+        custom.dns = {IPv4Address(10, 0, 0, 53)};
+        sheet.setConfig(custom);
+        QVERIFY(sheet.canSave());
+        QCOMPARE(sheet.config(), std::optional(custom));
+        QCOMPARE(sheet.rangeCountShown(), QStringLiteral("101 addresses"));
+
+        auto& rangeEnd = child<QLineEdit>(sheet, "rangeEnd");
+        rangeEnd.clear();
+        QTest::keyClicks(&rangeEnd, QStringLiteral("192.168.0.109"));
+        QCOMPARE(sheet.rangeCountShown(), QStringLiteral("10 addresses"));
+
+        QTest::keyClicks(&child<QLineEdit>(sheet, "serverIP"), QStringLiteral(".5"));
+        QTest::keyClicks(&child<QLineEdit>(sheet, "dns"), QStringLiteral(", abc"));
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::server),
+                 gui_texts::toQString(config_texts::serverIPNotAnAddress));
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::dns),
+                 gui_texts::toQString(config_texts::dnsNotAddresses));
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::range), QString());
+        QVERIFY(!sheet.canSave());
+
+        // Rules that need the whole configuration land under their own area too.
+        SettingsForm form(ServerConfig::defaultConfig());
+        form.prefix = "31";
+        form.leasePreset = LeasePreset::custom;
+        form.customLease = "45s";
+        sheet.setForm(form);
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::server),
+                 QString::fromStdString(config_texts::prefixOutOfBounds(31)));
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::dns), QString());
+        QVERIFY(!sheet.canSave());
+    }
+
+    // Showing the command, running it and its failure form are checked through the dashboard
+    // below.
+    void commandDialogCopiesTheTerminalFormAndHoldsRunWhileRunning() {
+        CommandDialog dialog;
+        dialog.showConfirmation({7, "Configure lab0 as 192.168.0.1/24?",
+                                 SetupCommand{{"ip address flush dev 'lab0'",
+                                               "ip address add 192.168.0.1/24 dev 'lab0'"}},
+                                 "lab0"});
+        child<QPushButton>(dialog, "copyTerminalCommand").click();
+        QCOMPARE(QGuiApplication::clipboard()->text(),
+                 QStringLiteral("sudo ip address flush dev 'lab0' && sudo ip address add "
+                                "192.168.0.1/24 dev 'lab0'"));
+        dialog.setRunning(true);
+        QVERIFY(!child<QPushButton>(dialog, "run").isEnabled());
+    }
+
+    void checklistOffersTheFixAsAButtonWhileStopped() {
+        ChecklistView checklist;
+        checklist.setChecks({{ID::wired, Status::pass, "ok", {}}, adapterNotSet});
+        // Pressing the button is checked through the dashboard below.
+        QCOMPARE(checklist.findChildren<QPushButton*>().size(), 1);
+        checklist.setFixesEnabled(false);
+        QVERIFY(!checklist.findChildren<QPushButton*>().first()->isEnabled());
+    }
+
+    void dashboardForgetsALeaseOnlyOnceConfirmed() {
+        Dashboard dashboard({});
+        const LeaseFile file(dashboard.file("leases.json"));
+        file.save(LeaseTable({lease(100), lease(101)}, {}));
+        dashboard.open();
+        auto& window = dashboard.window;
+        QTRY_COMPARE(window.leaseTable().model().rowCount(), 2);
+
+        const auto forgetAnd = [&](QMessageBox::ButtonRole role) {
+            window.leaseTable().selectMAC(QStringLiteral("02:00:00:00:00:65"));
+            child<QPushButton>(window.leaseTable(), "forgetLease").click();
+            QTRY_VERIFY(window.leaseEditConfirmation().isVisible());
+            QCOMPARE(window.leaseEditConfirmation().text(), QStringLiteral("Forget this lease?"));
+            for (auto* button : window.leaseEditConfirmation().buttons()) {
+                if (window.leaseEditConfirmation().buttonRole(button) == role) {
+                    button->click();
+                }
+            }
+        };
+
+        forgetAnd(QMessageBox::RejectRole);
+        QTRY_VERIFY(!window.leaseEditConfirmation().isVisible());
+        QVERIFY(!dashboard.model.confirmForget());
+        QCOMPARE(file.load(testStart).table.leases().size(), std::size_t(2));
+
+        forgetAnd(QMessageBox::AcceptRole);
+        QTRY_COMPARE(window.leaseTable().model().rowCount(), 1);
+        QCOMPARE(file.load(testStart).table.leases(), std::vector<Lease>{lease(100)});
+        QCOMPARE(window.leaseTable().model().rows().front().lease.mac, lease(100).mac);
+    }
+
+    void dashboardShowsAFailedStartAsACriticalBannerUntilDismissed() {
+        const testing::HeldLoopbackPort taken;
+        Dashboard dashboard({{ID::wired, Status::pass, "ok", {}}}, taken.port());
+        dashboard.open();
+        auto& window = dashboard.window;
+        QTRY_VERIFY(window.startButton().isEnabled());
+        window.startButton().click();
+
+        QTRY_COMPARE(window.banners().size(), std::size_t(1));
+        NoticeBanner& banner = *window.banners().front();
+        QVERIFY(banner.isCritical());
+        QCOMPARE(banner.message(), QString::fromStdString(notice_texts::portInUse("dnsmasq")));
+        child<QPushButton>(banner, "dismiss").click();
+        QTRY_VERIFY(window.banners().empty());
+        QVERIFY(dashboard.model.state().notices.empty());
+    }
+
+    void dashboardSavesSettingsOnlyOnSave() {
+        Dashboard dashboard({});
+        dashboard.open();
+        auto& window = dashboard.window;
+        QTRY_COMPARE(window.waitingPanel().tcpdumpCommand(),
+                     QStringLiteral("sudo tcpdump -i en0 -n -e 'udp port 67 or udp port 68'"));
+        QCOMPARE(window.waitingPanel().nextAddressText(),
+                 QStringLiteral("192.168.0.100 is ready to hand out"));
+
+        SettingsDialog& sheet = window.settingsDialog();
+        auto& rangeStart = child<QLineEdit>(sheet, "rangeStart");
+        const auto editRangeStartAndPress = [&](QDialogButtonBox::StandardButton which) {
+            for (auto* button : window.findChildren<QPushButton*>()) {
+                if (button->text() == gui_texts::settingsButton) {
+                    button->click();
+                }
+            }
+            QTRY_VERIFY(sheet.isVisible());
+            QCOMPARE(rangeStart.text(), QStringLiteral("192.168.0.100"));
+            rangeStart.selectAll();
+            QTest::keyClicks(&rangeStart, QStringLiteral("192.168.0.150"));
+            sheet.findChild<QDialogButtonBox*>()->button(which)->click();
+            QTRY_VERIFY(!sheet.isVisible());
+            QVERIFY(!dashboard.model.settingsOpen());
+        };
+
+        editRangeStartAndPress(QDialogButtonBox::Cancel);
+        QCOMPARE(dashboard.model.config(), ServerConfig::defaultConfig());
+
+        editRangeStartAndPress(QDialogButtonBox::Save);
+        QCOMPARE(dashboard.model.config().rangeStart, IPv4Address(192, 168, 0, 150));
+        QCOMPARE(SettingsFile(dashboard.file("settings.json")).serverConfig(),
+                 dashboard.model.config());
+        QTRY_COMPARE(window.waitingPanel().nextAddressText(),
+                     QStringLiteral("192.168.0.150 is ready to hand out"));
     }
 
     void dashboardRunsAFixOnlyOnceConfirmedAndOffersTheTerminalWhenItFails() {
         auto runs = std::make_shared<std::atomic<int>>(0);
-        Dashboard dashboard({adapterNotSet}, [runs](AppModelEnvironment& environment) {
+        Dashboard dashboard({adapterNotSet}, 0, [runs](AppModelEnvironment& environment) {
             environment.host.runAsAdministrator = [runs](const std::string&, const SetupCommand&) {
                 ++*runs;
                 throw HostSetupError("Not authorised.");

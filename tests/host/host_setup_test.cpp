@@ -28,13 +28,34 @@ TEST(ShellQuote, AlwaysMakesOneInertShellWord) {
         const char* text;
         const char* quoted;
     } cases[] = {
+        {"", "''"},
+        {"USB LAN 2", "'USB LAN 2'"},
         {"it's", "'it'\\''s'"},
         {"$(reboot)", "'$(reboot)'"},
+        {"a\"b`c`\\d", "'a\"b`c`\\d'"},
+        {"''", "''\\'''\\'''"},
         {"x $(touch y) `id` ; | & *", "'x $(touch y) `id` ; | & *'"},
     };
     for (const auto& entry : cases) {
         EXPECT_EQ(HostSetup::shellQuote(entry.text), entry.quoted) << entry.text;
     }
+}
+
+TEST(SetupCommands, BuildTheLinesForEachTool) {
+    const IPv4Address server(192, 168, 0, 1);
+    EXPECT_EQ(HostSetup::setManualCommand("Wired 1", server, 24, Tool::networkManager).line(),
+              "nmcli connection modify 'Wired 1' ipv4.method manual ipv4.addresses "
+              "192.168.0.1/24 && nmcli connection up 'Wired 1'");
+    EXPECT_EQ(HostSetup::setManualCommand("eth1", server, 24, Tool::iproute2).line(),
+              "ip address flush dev 'eth1' && ip address add 192.168.0.1/24 dev 'eth1' && "
+              "ip link set 'eth1' up");
+    EXPECT_EQ(HostSetup::setDHCPCommand("it's", Tool::networkManager)->line(),
+              "nmcli connection modify 'it'\\''s' ipv4.method auto ipv4.addresses '' && "
+              "nmcli connection up 'it'\\''s'");
+    EXPECT_FALSE(HostSetup::setDHCPCommand("eth1", Tool::iproute2));
+    // Each step needs its own sudo, or the second would run unprivileged.
+    EXPECT_EQ((SetupCommand{{"ip link set 'eth1' up"}}).sudoLine(), "sudo ip link set 'eth1' up");
+    EXPECT_EQ((SetupCommand{{"a 'x'", "b"}}).sudoLine(), "sudo a 'x' && sudo b");
 }
 
 // A fake nmcli that reports NetworkManager running, lists `connections`, and appends
@@ -78,6 +99,20 @@ TEST_F(FakeNetworkManager, AHostileServiceNameReachesNmcliAsOneArgument) {
     EXPECT_FALSE(std::filesystem::exists(fakes_.folder() / "pwned"));
 }
 
+TEST_F(FakeNetworkManager, OnlyAnExactKnownServiceNameRuns) {
+    install("Ethernet:u1:eth0:yes");
+    for (const std::string unknown : {"ethernet", "Ethernet ", ""}) {
+        const auto command = HostSetup::setManualCommand(unknown, IPv4Address(192, 168, 0, 1), 24,
+                                                         Tool::networkManager);
+        EXPECT_EQ(thrownBy([&] {
+                      HostSetup::runForService(unknown, command, fakes_.runner(),
+                                               Privilege::administrator);
+                  }),
+                  HostSetupError("Unknown network service: " + unknown));
+    }
+    EXPECT_EQ(calls(), "");
+}
+
 TEST(RunAsAdministrator, ToldApartByPkexecsAnswer) {
     const struct {
         const char* rule;
@@ -117,6 +152,13 @@ TEST(RunAsAdministrator, ToldApartByPkexecsAnswer) {
               HostSetupError(std::string(host_texts::administratorToolMissing)));
 }
 
+// An administrator's successful run is the fake nmcli's above.
+TEST(RunAsAdministrator, AnAdministratorsFailedRunThrows) {
+    EXPECT_THROW(HostSetup::runAsAdministrator({{"false", "touch x"}}, ProcessRunner(),
+                                               Privilege::administrator),
+                 HostSetupError);
+}
+
 TEST(ProcessRunnerRun, ReportsTheOutcomeOfEveryKindOfRun) {
     using Output = ProcessRunner::Output;
     const ProcessRunner plain;
@@ -132,12 +174,36 @@ TEST(ProcessRunnerRun, ReportsTheOutcomeOfEveryKindOfRun) {
               (Output{-1, host_texts::programNotFound("ls")}));
 
     testing::FakePrograms fakes;
+    const auto notes = fakes.folder() / "notes.txt";
+    std::ofstream(notes) << "not a program\n";
+    EXPECT_EQ(plain.run(notes, {}),
+              (Output{-1, host_texts::cannotStartProgram(notes.string(), "Permission denied")}));
     fakes.add("stuck", "echo started; exec sleep 30");
     EXPECT_EQ(fakes.runner(std::chrono::milliseconds(300)).run("stuck", {}),
               (Output{-1, host_texts::programTimedOut("stuck", 1)}));
     fakes.add("helper", "echo helped");
     EXPECT_EQ(fakes.runner().run("/bin/sh", {"-c", "helper"}), (Output{0, "helped\n"}))
         << "the child gets the runner's search path";
+}
+
+TEST(ValidUTF8, ReplacesEveryInvalidByte) {
+    const struct {
+        std::string bytes;
+        std::string expected;
+    } cases[] = {
+        {"plain", "plain"},
+        {"caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xE2\x9C\x93 \xF0\x9F\x98\x80"},
+        {"a\xFF"
+         "b",
+         "a\xEF\xBF\xBD"
+         "b"},
+        {"cut \xE2\x9C", "cut \xEF\xBF\xBD\xEF\xBF\xBD"},
+        {"overlong \xC0\xAF", "overlong \xEF\xBF\xBD\xEF\xBF\xBD"},
+        {"surrogate \xED\xA0\x80", "surrogate \xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"},
+    };
+    for (const auto& entry : cases) {
+        EXPECT_EQ(validUTF8(entry.bytes), entry.expected) << entry.bytes;
+    }
 }
 
 } // namespace

@@ -1,7 +1,14 @@
-#include <gtest/gtest.h>
+#include <filesystem>
+#include <fstream>
 
+#include <gtest/gtest.h>
+#include <linux/ethtool.h>
+#include <net/if_arp.h>
+
+#include "core/host/host_texts.hpp"
 #include "core/host/interfaces.hpp"
 #include "core/host/network_manager.hpp"
+#include "tests/host/fake_programs.hpp"
 
 namespace corvane {
 namespace {
@@ -97,6 +104,82 @@ TEST(PreferredCard, FollowsItsOrderOfPrecedence) {
     }
 }
 
+TEST(PreferredCard, FallsBackToTheFirstCandidateThenToNothing) {
+    const std::vector<NetworkCard> unlinked = {card("en4", "Zeta", false),
+                                               card("en3", "Alpha", false)};
+    EXPECT_EQ(Interfaces::preferredCardID(unlinked, std::nullopt, std::nullopt, false), "en3");
+    const std::vector<NetworkCard> none = {card("wlan0", "Wi-Fi", true, NetworkCard::Kind::wifi)};
+    EXPECT_EQ(Interfaces::preferredCardID(none, std::nullopt, std::nullopt, false), std::nullopt);
+}
+
+TEST(AddressSummary, DependsOnTheFirstAddressAndTheMethod) {
+    const auto summary = [](std::vector<const char*> addresses, NetworkCard::ConfigMethod method) {
+        auto subject = card("en0", "Ethernet", true);
+        for (const auto* text : addresses) {
+            subject.addresses.push_back(*Subnet::parse(text));
+        }
+        subject.configMethod = method;
+        return subject.addressSummary();
+    };
+    const auto manual =
+        NetworkCard::Manual{IPv4Address(192, 168, 0, 1), IPv4Address(255, 255, 255, 0)};
+    EXPECT_EQ(summary({}, NetworkCard::DHCP{}), "no address");
+    EXPECT_EQ(summary({"169.254.12.3/16"}, manual), "169.254.12.3 (self-assigned)");
+    EXPECT_EQ(summary({"192.168.0.1/24", "10.0.0.1/8"}, manual), "192.168.0.1 (manual)");
+    EXPECT_EQ(summary({"10.1.2.3/16"}, NetworkCard::Other{"shared"}), "10.1.2.3");
+    EXPECT_EQ(summary({"10.1.2.3/16"}, NetworkCard::None{}), "10.1.2.3");
+    EXPECT_EQ(summary({"10.0.0.2/8", "169.254.1.1/16"}, NetworkCard::DHCP{}), "10.0.0.2 (DHCP)")
+        << "only the first address counts";
+}
+
+TEST(MediaDescription, NamesKnownSpeedsAndAppendsDuplex) {
+    struct Case {
+        std::uint32_t speed;
+        std::uint8_t duplex;
+        std::optional<std::string> expected;
+    };
+    const Case cases[] = {
+        {10, DUPLEX_HALF, "10baseT half-duplex"},
+        {100, DUPLEX_FULL, "100baseTX full-duplex"},
+        {1000, DUPLEX_FULL, "1000baseT full-duplex"},
+        {2500, DUPLEX_FULL, "2500Base-T full-duplex"},
+        {5000, DUPLEX_UNKNOWN, "5000Base-T"},
+        {10000, DUPLEX_FULL, "10GBase-T full-duplex"},
+        {40000, DUPLEX_FULL, "media 40000 Mb/s full-duplex"},
+        {static_cast<std::uint32_t>(SPEED_UNKNOWN), DUPLEX_FULL, std::nullopt},
+        {0, DUPLEX_FULL, std::nullopt},
+    };
+    for (const auto& entry : cases) {
+        EXPECT_EQ(Interfaces::describeMedia(entry.speed, entry.duplex), entry.expected)
+            << entry.speed;
+    }
+}
+
+TEST(ConfigurationMethod, ReadsNetworkManagerSettings) {
+    using Settings = std::map<std::string, std::string>;
+    struct Case {
+        const char* rule;
+        Settings settings;
+        NetworkCard::ConfigMethod expected;
+    };
+    const Case cases[] = {
+        {"no method", {}, NetworkCard::None{}},
+        {"auto is DHCP", {{"ipv4.method", "auto"}}, NetworkCard::DHCP{}},
+        {"disabled is none", {{"ipv4.method", "disabled"}}, NetworkCard::None{}},
+        {"manual takes the first address and its mask",
+         {{"ipv4.method", "manual"}, {"ipv4.addresses", "192.168.0.1/24, 10.0.0.1/8"}},
+         NetworkCard::Manual{IPv4Address(192, 168, 0, 1), IPv4Address(255, 255, 255, 0)}},
+        {"manual without addresses", {{"ipv4.method", "manual"}}, NetworkCard::Other{"manual"}},
+        {"manual with an unreadable address",
+         {{"ipv4.method", "manual"}, {"ipv4.addresses", "192.168.0/24"}},
+         NetworkCard::Other{"manual"}},
+        {"anything else keeps its word", {{"ipv4.method", "shared"}}, NetworkCard::Other{"shared"}},
+    };
+    for (const auto& entry : cases) {
+        EXPECT_EQ(Interfaces::method(entry.settings), entry.expected) << entry.rule;
+    }
+}
+
 TEST(NetworkManagerListing, UnescapesTerseFields) {
     EXPECT_EQ(NetworkManager::terseFields("Office\\: 2nd floor:uuid-1:eth0:yes"),
               (std::vector<std::string>{"Office: 2nd floor", "uuid-1", "eth0", "yes"}));
@@ -114,6 +197,105 @@ TEST(NetworkManagerListing, UnescapesTerseFields) {
                            {"eth0", MACAddress::parse("52:54:00:12:34:56")},
                            {"wg0", std::nullopt},
                            {"eth1", MACAddress::parse("02:00:00:00:00:09")}}));
+}
+
+TEST(ServiceConfigs, NetworkManagerSpeaksOnlyForTheLinksItManages) {
+    const auto mac = [](int last) {
+        return MACAddress::parse("02:00:00:00:00:0" + std::to_string(last));
+    };
+    const auto link = [&](int index, std::string name) {
+        return Rtnetlink::Link{index, std::move(name), 0, ARPHRD_ETHER, mac(index), ""};
+    };
+    const std::vector<Rtnetlink::Link> links = {link(1, "eth0"), link(2, "eth1"), link(3, "eth2"),
+                                                link(4, "veth2")};
+    const std::vector<NetworkManager::Device> managed = {
+        {"eth0", mac(1)}, {"eth1", mac(2)}, {"eth2", mac(9)}};
+    const Interfaces::ServiceConfig office{"Office", NetworkCard::DHCP{}, true};
+    const std::map<std::string, Interfaces::ServiceConfig> profiles = {{"eth0", office},
+                                                                       {"eth2", office}};
+    const std::map<std::string, Interfaces::ServiceConfig> expected = {
+        {"eth0", office},
+        {"eth2", {"eth2", NetworkCard::None{}, false}},
+        {"veth2", {"veth2", NetworkCard::None{}, false}},
+    };
+    // eth1 is managed but has no profile, so it has no service; eth2 only shares its name
+    // with a managed device, so the kernel speaks for it. How an address's lifetime gives the
+    // kernel's method is read from real veths in the namespace tests.
+    EXPECT_EQ(Interfaces::serviceConfigs(links, {}, managed, profiles), expected);
+}
+
+class FakeSysfs : public ::testing::Test {
+protected:
+    void SetUp() override {
+        root_ = fakes_.folder() / "sys";
+        udev_ = fakes_.folder() / "udev";
+        std::filesystem::create_directories(udev_);
+    }
+
+    Rtnetlink::Link addLink(const std::string& name, int index, const std::string& mac,
+                            const std::vector<std::string>& entries) {
+        const auto folder = root_ / name;
+        std::filesystem::create_directories(folder);
+        std::ofstream(folder / "ifindex") << index << "\n";
+        std::ofstream(folder / "address") << mac << "\n";
+        for (const auto& entry : entries) {
+            std::filesystem::create_directories(folder / entry);
+        }
+        return {index, name, 0, ARPHRD_ETHER, MACAddress::parse(mac), ""};
+    }
+
+    testing::FakePrograms fakes_;
+    std::filesystem::path root_;
+    std::filesystem::path udev_;
+};
+
+TEST_F(FakeSysfs, KindComesFromLinkTypeAndSysfs) {
+    const auto wired = addLink("eth0", 2, "00:11:22:33:44:55", {"device"});
+    const auto wireless = addLink("wlan0", 3, "00:11:22:33:44:56", {"device", "phy80211"});
+    const auto bridge = addLink("br0", 4, "00:11:22:33:44:57", {"bridge"});
+    auto veth = addLink("veth0", 5, "00:11:22:33:44:58", {});
+    veth.kind = "veth";
+    auto bridgeByType = addLink("br1", 6, "00:11:22:33:44:59", {});
+    bridgeByType.kind = "bridge";
+    auto otherNamespace = addLink("eth1", 7, "00:11:22:33:44:5a", {"device"});
+    otherNamespace.index = 70;
+    auto loopback = addLink("lo", 1, "00:00:00:00:00:00", {});
+    loopback.hardwareType = ARPHRD_LOOPBACK;
+    struct Case {
+        const char* rule;
+        Rtnetlink::Link link;
+        NetworkCard::Kind expected;
+    };
+    const Case cases[] = {
+        {"an Ethernet link backed by a device", wired, NetworkCard::Kind::ethernet},
+        {"a wireless card", wireless, NetworkCard::Kind::wifi},
+        {"a bridge by sysfs", bridge, NetworkCard::Kind::bridge},
+        {"a bridge by link type", bridgeByType, NetworkCard::Kind::bridge},
+        {"a veth", veth, NetworkCard::Kind::other},
+        {"sysfs of another namespace is not believed", otherNamespace, NetworkCard::Kind::other},
+        {"loopback", loopback, NetworkCard::Kind::other},
+    };
+    for (const auto& entry : cases) {
+        const auto facts = SysfsFacts::read(entry.link, root_, udev_);
+        EXPECT_EQ(Interfaces::kind(entry.link, facts), entry.expected) << entry.rule;
+    }
+}
+
+TEST_F(FakeSysfs, HardwareNameAndDriverComeFromUdevAndTheDeviceLink) {
+    const auto link = addLink("enp3s0", 4, "00:11:22:33:44:55", {"device", "drivers/e1000e"});
+    std::filesystem::create_directory_symlink(root_ / "enp3s0" / "drivers" / "e1000e",
+                                              root_ / "enp3s0" / "device" / "driver");
+    std::ofstream(udev_ / "n4") << "I:123\nE:ID_MODEL_FROM_DATABASE=82574L Gigabit Network "
+                                   "Connection\nE:ID_VENDOR_FROM_DATABASE=Intel Corporation\n";
+    const auto facts = SysfsFacts::read(link, root_, udev_);
+    EXPECT_TRUE(facts.describesLink);
+    EXPECT_EQ(facts.driver, "e1000e");
+    EXPECT_EQ(facts.hardwareName, "Intel Corporation 82574L Gigabit Network Connection");
+
+    auto moved = link;
+    moved.mac = MACAddress::parse("00:11:22:33:44:99");
+    EXPECT_FALSE(SysfsFacts::read(moved, root_, udev_).hardwareName)
+        << "a record for another card under the same index must not name this one";
 }
 
 } // namespace

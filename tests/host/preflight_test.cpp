@@ -38,8 +38,8 @@ std::optional<PreflightCheck> find(const std::vector<PreflightCheck>& checks, ID
     return std::nullopt;
 }
 
-// Each case changes the ready input and names the one check it expects to change; a card's
-// full list, in order, is read through the check command.
+// Each case changes the ready input and names the one check it expects to change. The order
+// of the checks is read below; a ready card's full list through the check command.
 TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
     struct Case {
         const char* rule;
@@ -50,10 +50,24 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
         std::optional<PreflightCheck::Fix> fix = std::nullopt;
     };
     const Case cases[] = {
+        {"a wired card passes", [](auto&) {}, ID::wired, Status::pass,
+         "Wired card, not this computer's internet route"},
         {"a Wi-Fi card is not wired", [](auto& in) { in.card.kind = NetworkCard::Kind::wifi; },
+         ID::wired, Status::fail, "USB LAN is not a wired card."},
+        {"not wired wins over primary",
+         [](auto& in) {
+             in.card.kind = NetworkCard::Kind::bridge;
+             in.card.isPrimary = true;
+         },
          ID::wired, Status::fail, "USB LAN is not a wired card."},
         {"the internet route is refused", [](auto& in) { in.card.isPrimary = true; }, ID::wired,
          Status::fail, "USB LAN is this computer's main internet connection."},
+        {"a virtual card is refused while virtual cards are off",
+         [](auto& in) {
+             in.card.kind = NetworkCard::Kind::other;
+             in.card.isVirtualEthernet = true;
+         },
+         ID::wired, Status::fail, "USB LAN is not a wired card."},
         {"a virtual card passes when switched on",
          [](auto& in) {
              in.card.kind = NetworkCard::Kind::other;
@@ -61,6 +75,12 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
              in.showVirtualCards = true;
          },
          ID::wired, Status::pass, "Virtual Ethernet card, not this computer's internet route"},
+        {"a tunnel is no virtual Ethernet card",
+         [](auto& in) {
+             in.card.kind = NetworkCard::Kind::other;
+             in.showVirtualCards = true;
+         },
+         ID::wired, Status::fail, "USB LAN is not a wired card."},
         {"a DHCP lease means another server",
          [](auto& in) {
              in.card.configMethod = NetworkCard::DHCP{};
@@ -74,6 +94,10 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
              in.card.addresses = {*Subnet::parse("169.254.7.9/16")};
          },
          ID::foreignDHCP, Status::pass, "No other DHCP server has configured this card"},
+        {"a manual address is not DHCP", [](auto&) {}, ID::foreignDHCP, Status::pass,
+         "No other DHCP server has configured this card"},
+        {"the service names the card", [](auto&) {}, ID::adapterConfigured, Status::pass,
+         "Bench is set to 192.168.0.1/24"},
         {"the right address with another mask",
          [](auto& in) {
              in.card.configMethod =
@@ -81,6 +105,8 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
          },
          ID::adapterConfigured, Status::fail, "Card isn't set to 192.168.0.1/24",
          PreflightCheck::ConfigureAdapter{"Bench"}},
+        {"no service names the card instead", [](auto& in) { in.card.serviceName.reset(); },
+         ID::adapterConfigured, Status::pass, "USB LAN is set to 192.168.0.1/24"},
         {"no service and the wrong address",
          [](auto& in) {
              in.card.serviceName.reset();
@@ -88,6 +114,11 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
          },
          ID::adapterConfigured, Status::fail,
          "No network service for USB LAN. Add it in System Settings > Network."},
+        {"another card on an overlapping network",
+         [](auto& in) {
+             in.otherAddresses.push_back({"eth2", *Subnet::parse("192.168.0.77/16"), false});
+         },
+         ID::subnetOverlap, Status::fail, "192.168.0.0/24 overlaps 192.168.0.0/16 (eth2)"},
         {"the shorter prefix decides",
          [](auto& in) {
              in.config.prefixLength = 16;
@@ -106,10 +137,22 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
              in.otherAddresses.push_back({"tun0", *Subnet::parse("192.168.0.50/32"), true});
          },
          ID::vpnOverlap, Status::warn, "VPN address 192.168.0.50 on tun0 is inside 192.168.0.0/24"},
+        {"the port is held by a named program",
+         [](auto& in) { in.port67 = Port67InUse{"dnsmasq"}; }, ID::port67, Status::fail,
+         "Port 67 is in use by dnsmasq. Turn off Internet Sharing or stop the VM's shared "
+         "network."},
+        {"the port is held by an unknown program", [](auto& in) { in.port67 = Port67InUse{}; },
+         ID::port67, Status::fail,
+         "Port 67 is in use by another program. Turn off Internet Sharing or stop the VM's "
+         "shared network."},
         {"the port cannot be opened", [](auto& in) { in.port67 = Port67Error{"No such device"}; },
          ID::port67, Status::fail, "Port 67 can't be opened: No such device"},
+        {"link without a media description", [](auto& in) { in.card.media.reset(); }, ID::link,
+         Status::pass, "Link up \u00b7 connected"},
         {"no link only warns", [](auto& in) { in.card.linkUp = false; }, ID::link, Status::warn,
          "No link: the server will start and wait for a device"},
+        {"VMware only warns", [](auto& in) { in.vmwareRunning = true; }, ID::vmware, Status::warn,
+         "VMware is running and may grab the adapter"},
     };
     for (const auto& entry : cases) {
         auto input = readyInput();
@@ -122,6 +165,53 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
             // A failure blocks the start; a warning alone never does.
             EXPECT_EQ(Preflight::canStart(checks), entry.status == Status::warn) << entry.rule;
         }
+    }
+}
+
+TEST(PreflightEvaluate, OptionalChecksKeepTheirPlaces) {
+    auto input = readyInput();
+    input.otherAddresses.push_back({"wg0", *Subnet::parse("192.168.0.9/32"), true});
+    input.otherAddresses.push_back({"wg1", *Subnet::parse("192.168.0.10/32"), true});
+    input.vmwareRunning = true;
+    input.card.linkUp = false;
+    const auto checks = Preflight::evaluate(input);
+    std::vector<ID> order;
+    for (const auto& entry : checks) {
+        order.push_back(entry.id);
+    }
+    EXPECT_EQ(order,
+              (std::vector<ID>{ID::wired, ID::foreignDHCP, ID::adapterConfigured, ID::subnetOverlap,
+                               ID::vpnOverlap, ID::port67, ID::link, ID::vmware}));
+    EXPECT_EQ(checks[4].message, "VPN address 192.168.0.9 on wg0 is inside 192.168.0.0/24")
+        << "the first VPN address is the one named";
+    EXPECT_TRUE(Preflight::canStart(checks)) << "warnings never block a start";
+}
+
+TEST(PortHolder, NamesTheFirstProcessOnThePort) {
+    struct Case {
+        const char* rule;
+        const char* listing;
+        std::optional<std::string> expected;
+    };
+    const Case cases[] = {
+        {"a wildcard socket",
+         "UNCONN 0      0      0.0.0.0:67      0.0.0.0:*    users:((\"dnsmasq\",pid=812,fd=4))\n",
+         "dnsmasq"},
+        {"a socket bound to a card, two holders",
+         "UNCONN 0 0 0.0.0.0%eth1:67 0.0.0.0:* "
+         "users:((\"python3\",pid=9,fd=3),(\"kea\",pid=10,fd=5))",
+         "python3"},
+        {"another port is skipped, the next line counts",
+         "UNCONN 0 0 0.0.0.0:6767 0.0.0.0:* users:((\"other\",pid=1,fd=1))\n"
+         "UNCONN 0 0 *:67 *:* users:((\"udhcpd\",pid=2,fd=3))\n",
+         "udhcpd"},
+        {"no process list (not root)", "UNCONN 0 0 0.0.0.0:67 0.0.0.0:*\n", std::nullopt},
+        {"an empty listing", "", std::nullopt},
+        {"a peer on the port is not a holder",
+         "ESTAB 0 0 10.0.0.2:5000 10.0.0.1:67 users:((\"x\",pid=1,fd=1))\n", std::nullopt},
+    };
+    for (const auto& entry : cases) {
+        EXPECT_EQ(Preflight::holder(entry.listing, 67), entry.expected) << entry.rule;
     }
 }
 
