@@ -235,6 +235,11 @@ class Server:
                 self.changed.wait(min(left, 0.5))
         raise AssertionError(f"no line matching {pattern!r} within {timeout} s:\n{self.output()}")
 
+    def has_line(self, pattern, after=0):
+        expression = re.compile(pattern)
+        with self.changed:
+            return any(expression.search(line) for line in self.lines[after:])
+
     def started(self):
         self.wait_for(r"  START ")
         return self
@@ -297,12 +302,17 @@ class Client:
         return wait_until(lambda: self.dump(event), timeout, message=f"the client's {event}")
 
 
-def udhcpc(lab, namespace, name="udhcpc"):
-    """busybox udhcpc, quitting after the lease or a few tries."""
+def udhcpc(lab, namespace, name="udhcpc", arguments=(), once=True):
+    """busybox udhcpc. With `once` it quits after the lease or a few tries; otherwise it
+    stays and renews."""
     client = Client(lab, name, UDHCPC_SCRIPT)
-    command = ["busybox", "udhcpc", "-f", "-i", CLIENT_CARD, "-s", client.script, "-t", "5",
-               "-T", "2", "-q", "-n"]
-    client.result = lab.run(namespace, command, timeout=30, check=False)
+    command = ["busybox", "udhcpc", "-f", "-i", CLIENT_CARD, "-s", client.script, "-t", "5", "-T", "2",
+               *arguments]
+    if once:
+        client.result = lab.run(namespace, command + ["-q", "-n"], timeout=30, check=False)
+    else:
+        client.process = lab.spawn(namespace, command, stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL)
     return client
 
 

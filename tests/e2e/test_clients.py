@@ -1,7 +1,9 @@
-"""Real DHCP clients get what the server is configured to give."""
+"""Real DHCP clients get what the server is configured to give, and keep it."""
 
+import json
 import os
 import re
+import signal
 
 import lab
 from lab import CLIENT_CARD, SERVER_IP, LabTest, Server
@@ -77,6 +79,43 @@ class EveryClientGetsTheConfiguration(ServedClientTest):
                 self.assertEqual(got["dns"], list(DNS))
                 self.assertEqual(int(got["lease"]), LEASE_SECONDS)
                 self.server.wait_for(rf"TX ACK +{re.escape(got['ip'])} -> ")
+
+
+class LeasesFollowTheClient(ServedClientTest):
+    def test_a_returning_client_gets_its_old_address(self):
+        addresses = []
+        for name, mac in (("first", "02:e2:e0:00:00:01"), ("other", "02:e2:e0:00:00:02"),
+                          ("again", "02:e2:e0:00:00:01")):
+            self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", mac)
+            addresses.append(lab.udhcpc(self.bench, self.client_ns, name=name).dump("bound")["ip"])
+        first, other, again = addresses
+        self.assertNotEqual(first, other)
+        self.assertEqual(again, first)
+
+    def test_a_renewal_is_acknowledged_by_unicast_to_the_client(self):
+        client = lab.udhcpc(self.bench, self.client_ns, once=False)
+        ip = client.wait_dump("bound")["ip"]
+        mark = len(self.server.lines)
+        # SIGUSR1 makes udhcpc renew now instead of at half the lease time.
+        client.process.send_signal(signal.SIGUSR1)
+        self.server.wait_for(rf"RX REQUEST .* ciaddr={re.escape(ip)} ", after=mark)
+        self.server.wait_for(rf"TX ACK +{re.escape(ip)} -> {re.escape(ip)}:68 via ", after=mark)
+        client.wait_dump("renew")
+
+
+class OutputForms(LabTest):
+    def test_json_lines_on_stdout_and_text_lines_in_the_daily_log_file(self):
+        server = Server(self.bench, self.server_ns, ("--json", "--no-presence"))
+        lab.udhcpc(self.bench, self.client_ns)
+        server.wait_for(r'"event":"sent".*"type":"ACK"')
+        self.assertEqual(server.stop(), 0)
+        events = [json.loads(line)["event"] for line in server.lines]
+        self.assertEqual((events[0], events[-1]), ("started", "stopped"))
+        [log_name] = os.listdir(server.log_dir)
+        with open(os.path.join(server.log_dir, log_name)) as log:
+            written = log.read().splitlines()
+        self.assertEqual(len(written), len(events))
+        self.assertRegex(written[-1], r"^\d\d:\d\d:\d\d\.\d{3}  STOP +server stopped$")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""The lease file survives stops, restarts and crashes."""
+"""The lease file survives stops, restarts and crashes, and its loss never stops serving."""
 
 import glob
 import json
@@ -56,6 +56,18 @@ class Crash(LabTest):
         self.assertGreater(len(stored_leases(server.lease_file)), 0)
         self.assertIn("192.168.77.", listing.stdout)
         self.assertEqual(glob.glob(server.lease_file + ".corrupt-*"), [])
+
+
+class UnwritableLeaseFile(LabTest):
+    def test_a_lease_file_that_cannot_be_written_raises_the_notice_and_serving_goes_on(self):
+        path = self.bench.path("gone/leases.json")
+        server = Server(self.bench, self.server_ns, ("--no-presence",), lease_file=path).started()
+        # A folder where the file should go makes every save fail.
+        os.makedirs(path)
+        self.assertIsNotNone(lab.udhcpc(self.bench, self.client_ns).dump("bound"))
+        server.wait_for(r"NOTICE +Leases could not be saved: ")
+        server.wait_for(r"TX ACK ")
+        self.assertEqual(server.stop(), 0)
 
 
 if __name__ == "__main__":

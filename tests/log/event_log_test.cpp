@@ -46,6 +46,24 @@ SentSummary sentReply(ReplyDestination destination, std::optional<std::string> n
     return {DHCPMessageType::ack, deviceIP, deviceMAC, destination, "enp3s0", std::move(note)};
 }
 
+TEST(EventLogLine, PadsTheLabelToTwelveAndNeverCutsIt) {
+    struct Case {
+        const char* rule;
+        const char* label;
+        const char* line;
+    };
+    const Case cases[] = {
+        {"short label", "LINK", "14:05:09.123  LINK         up"},
+        {"11 characters get one space of padding", "RX DISCOVER", "14:05:09.123  RX DISCOVER  up"},
+        {"12 characters get none", "RX ABCDEFGHI", "14:05:09.123  RX ABCDEFGHI up"},
+        {"13 characters stay whole", "RX ABCDEFGHIJ", "14:05:09.123  RX ABCDEFGHIJ up"},
+        {"empty label", "", "14:05:09.123               up"},
+    };
+    for (const auto& [rule, label, expected] : cases) {
+        EXPECT_EQ(EventLog::line(label, "up", sampleTime, utc), expected) << rule;
+    }
+}
+
 TEST(EventLogTimestamp, ShowsLocalTimeWithFlooredMilliseconds) {
     const auto* berlin = date::locate_zone("Europe/Berlin");
     const auto midnight = date::sys_days{date::year{2025} / 3 / 1};
@@ -56,11 +74,14 @@ TEST(EventLogTimestamp, ShowsLocalTimeWithFlooredMilliseconds) {
         const char* text;
     };
     const Case cases[] = {
+        {"UTC", sampleTime, utc, "14:05:09.123"},
         {"Berlin in winter is one hour ahead", sampleTime, berlin, "15:05:09.123"},
         {"Berlin in summer is two hours ahead", date::sys_days{date::year{2025} / 7 / 1} + 12h,
          berlin, "14:00:00.000"},
         {"0.9999 s into a second is 999, never 1000", midnight + 5s + 999900us, utc,
          "00:00:05.999"},
+        {"one nanosecond short of a second", midnight + 5s + 999999999ns, utc, "00:00:05.999"},
+        {"before 1970 the remainder keeps its sign", TimePoint(-500ms), utc, "23:59:59.-500"},
     };
     for (const auto& [rule, at, zone, text] : cases) {
         EXPECT_EQ(EventLog::timestamp(at, zone), text) << rule;
@@ -82,16 +103,19 @@ struct EventCase {
 std::vector<EventCase> everyEvent() {
     auto config = ServerConfig::defaultConfig();
     config.leaseSeconds = 5400;
+    PacketSummary bare;
+    bare.xid = 42;
+    auto typeless = fullRequest();
+    typeless.type.reset();
     const auto none = nlohmann::json::object();
     const nlohmann::json leaseKeys = {
         {"ip", "192.168.0.150"}, {"mac", "00:1a:2b:3c:4d:5e"}, {"state", "bound"}};
-    const nlohmann::json requestKeys = {{"type", "REQUEST"},
-                                        {"mac", "00:1a:2b:3c:4d:5e"},
-                                        {"hostname", "camera"},
-                                        {"vendorClass", "udhcp 1.36.1"},
-                                        {"requestedIP", "192.168.0.150"},
-                                        {"serverID", "192.168.0.1"},
-                                        {"xid", "0xdeadbeef"}};
+    nlohmann::json typelessKeys = {
+        {"mac", "00:1a:2b:3c:4d:5e"},    {"hostname", "camera"},
+        {"vendorClass", "udhcp 1.36.1"}, {"requestedIP", "192.168.0.150"},
+        {"serverID", "192.168.0.1"},     {"xid", "0xdeadbeef"}};
+    auto requestKeys = typelessKeys;
+    requestKeys["type"] = "REQUEST";
     nlohmann::json broadcastKeys = {{"type", "ACK"},
                                     {"ip", "192.168.0.150"},
                                     {"mac", "00:1a:2b:3c:4d:5e"},
@@ -109,6 +133,14 @@ std::vector<EventCase> everyEvent() {
          "RX REQUEST   00:1a:2b:3c:4d:5e host=camera vendor=udhcp 1.36.1 req=192.168.0.150 "
          "sid=192.168.0.1 ciaddr=192.168.0.151 cid=01:00:1a:2b:3c:4d:5e xid=0xdeadbeef if=enp3s0",
          "RX REQUEST", "received", requestKeys},
+        {"received bare",
+         ServerEvent::Received{bare},
+         "RX ?         - host=- vendor=- req=- xid=0x0000002a",
+         "RX ?",
+         "received",
+         {{"xid", "0x0000002a"}}},
+        {"received without a type", ServerEvent::Received{typeless},
+         "RX ?         " + EventLog::describe(typeless), "RX ?", "received", typelessKeys},
         {"sent broadcast", ServerEvent::Sent{sentReply(ReplyDestination::broadcast(), {})},
          "TX ACK       192.168.0.150 -> 255.255.255.255:68 via enp3s0", "TX ACK", "sent",
          broadcastKeys},
@@ -116,9 +148,17 @@ std::vector<EventCase> everyEvent() {
          ServerEvent::Sent{sentReply(ReplyDestination::unicast(deviceIP), "renewal")},
          "TX ACK       192.168.0.150 -> 192.168.0.150:68 via enp3s0 (renewal)", "TX ACK", "sent",
          unicastKeys},
+        {"dropped with a MAC", ServerEvent::Dropped{"not a request", deviceMAC},
+         "DROP         not a request 00:1a:2b:3c:4d:5e", "DROP", "dropped", none},
+        {"dropped without a MAC", ServerEvent::Dropped{"malformed (too short)", std::nullopt},
+         "DROP         malformed (too short)", "DROP", "dropped", none},
         {"lease with a host name", ServerEvent::LeaseChanged{sampleLease("camera")},
          "LEASE        bound 192.168.0.150 00:1a:2b:3c:4d:5e host=camera", "LEASE", "leaseChanged",
          leaseKeys},
+        {"lease without a host name", ServerEvent::LeaseChanged{sampleLease(std::nullopt)},
+         "LEASE        bound 192.168.0.150 00:1a:2b:3c:4d:5e", "LEASE", "leaseChanged", leaseKeys},
+        {"lease removed", ServerEvent::LeaseRemoved{deviceMAC},
+         "LEASE        removed 00:1a:2b:3c:4d:5e", "LEASE", "leaseRemoved", none},
         {"presence",
          ServerEvent::Presence{deviceIP, deviceMAC, PresenceState::conflict, "arp"},
          "CONFLICT     192.168.0.150 00:1a:2b:3c:4d:5e arp",
@@ -127,10 +167,16 @@ std::vector<EventCase> everyEvent() {
          {{"ip", "192.168.0.150"}, {"mac", "00:1a:2b:3c:4d:5e"}, {"state", "conflict"}}},
         {"link up with media", ServerEvent::Link{true, "1000baseT full-duplex"},
          "LINK         up 1000baseT full-duplex", "LINK", "link", none},
+        {"link up without media", ServerEvent::Link{true, std::nullopt}, "LINK         up", "LINK",
+         "link", none},
+        {"link down ignores media", ServerEvent::Link{false, "none"}, "LINK         down", "LINK",
+         "link", none},
         {"notice raised", ServerEvent::NoticeRaised{Notice::adapterUnplugged()},
          "NOTICE       " + Notice::adapterUnplugged().message, "NOTICE", "notice", none},
         {"notice cleared", ServerEvent::NoticeCleared{NoticeKind::linkDown}, std::nullopt, "",
          "noticeCleared", nullptr},
+        {"info", ServerEvent::Info{"enp3s0 is back"}, "INFO         enp3s0 is back", "INFO", "info",
+         none},
         {"stopped", ServerEvent::Stopped{}, "STOP         server stopped", "STOP", "stopped", none},
     };
 }

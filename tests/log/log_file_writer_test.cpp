@@ -44,6 +44,25 @@ const date::time_zone* berlin() {
 // 2025-03-01 00:00 in Berlin, which is 2025-02-28 23:00 UTC.
 const TimePoint berlinMidnight = date::sys_days{date::year{2025} / 2 / 28} + 23h;
 
+TEST(LogFileName, IsTheLocalDate) {
+    struct Case {
+        const char* rule;
+        TimePoint at;
+        const date::time_zone* zone;
+        const char* name;
+    };
+    const Case cases[] = {
+        {"last millisecond of the day in Berlin", berlinMidnight - 1ms, berlin(), "2025-02-28.log"},
+        {"first instant of the next day in Berlin", berlinMidnight, berlin(), "2025-03-01.log"},
+        {"the same instant is still the old day in UTC", berlinMidnight, nullptr, "2025-02-28.log"},
+        {"month and day keep two digits", date::sys_days{date::year{2025} / 1 / 2} + 1h, nullptr,
+         "2025-01-02.log"},
+    };
+    for (const auto& [rule, at, zone, name] : cases) {
+        EXPECT_EQ(LogFileWriter::fileName(at, zone), name) << rule;
+    }
+}
+
 TEST_F(LogFileWriterFiles, RollOverToANewFileAtLocalMidnight) {
     const auto directory = folder / "nested" / "logs";
     {
@@ -91,6 +110,26 @@ TEST_F(LogFileWriterFiles, LosesLinesSilentlyWhenTheFolderCannotBeMade) {
     writer.flush();
     EXPECT_FALSE(fs::exists(blocker / "logs"));
     EXPECT_EQ(contents(blocker), "a plain file where the log folder should go\n");
+}
+
+TEST(LogFileWriterDirectory, FollowsTheXDGStateHome) {
+    struct Case {
+        const char* rule;
+        const char* stateHome;
+        const char* home;
+        const char* directory;
+    };
+    const Case cases[] = {
+        {"an absolute state home", "/srv/state", "/home/ana", "/srv/state/corvane/logs"},
+        {"unset falls back to the home folder", nullptr, "/home/ana",
+         "/home/ana/.local/state/corvane/logs"},
+        {"empty counts as unset", "", "/home/ana", "/home/ana/.local/state/corvane/logs"},
+        {"a relative state home is ignored", "state", "/home/ana",
+         "/home/ana/.local/state/corvane/logs"},
+    };
+    for (const auto& [rule, stateHome, home, directory] : cases) {
+        EXPECT_EQ(LogFileWriter::defaultDirectory(stateHome, home), fs::path(directory)) << rule;
+    }
 }
 
 } // namespace

@@ -9,6 +9,8 @@
 #include "core/events/notice.hpp"
 #include "core/leases/lease_file_error.hpp"
 #include "core/responder/responder_texts.hpp"
+#include "core/server/server_texts.hpp"
+#include "core/transport/transport_texts.hpp"
 #include "tests/server/server_test_support.hpp"
 
 namespace corvane {
@@ -56,6 +58,22 @@ protected:
         EXPECT_EQ(nextEvents(events(), expected.size()), expected);
         return reply;
     }
+
+    std::optional<IPv4Address> bind(const MACAddress& mac, std::uint32_t xid) {
+        const auto offer = exchange(discover(mac, xid), Lease::State::offered);
+        if (!offer ||
+            !exchange(request(mac, xid + 1, config.serverIP, offer->yiaddr), Lease::State::bound)) {
+            return std::nullopt;
+        }
+        return offer->yiaddr;
+    }
+
+    // Stops the server and checks that nothing but `stopped` was still waiting.
+    void expectOnlyStoppedLeft() {
+        server->stop();
+        EXPECT_TRUE(nextOf<ServerEvent::Stopped>(events(), "stopped"));
+        EXPECT_EQ(events().next(eventWait), std::nullopt);
+    }
 };
 
 TEST_F(LoopbackServerTest, OfferAndAckAreReportedInOrderAndTheBoundLeaseIsSaved) {
@@ -77,6 +95,47 @@ TEST_F(LoopbackServerTest, OfferAndAckAreReportedInOrderAndTheBoundLeaseIsSaved)
     EXPECT_EQ(server->currentTable(), onDisk);
 }
 
+TEST_F(LoopbackServerTest, LoadedLeasesOutsideTheRangeAreDroppedBeforeServing) {
+    const auto inside = boundLease(device(1), ip("192.168.0.150"), 1h);
+    const auto outside = boundLease(device(2), ip("10.0.0.5"), 1h);
+    const auto alsoInside = boundLease(device(3), ip("192.168.0.160"), 1h);
+    LeaseFile(leasesPath()).save(LeaseTable({inside, outside, alsoInside}, {}));
+    // Reversed ends still mean the same pool.
+    std::swap(config.rangeStart, config.rangeEnd);
+
+    makeServer();
+    server->start();
+    EXPECT_EQ(nextEvents(events(), 5),
+              (std::vector<ServerEvent>{
+                  ServerEvent::Info{server_texts::droppedOutsideRange(outside.ip, outside.mac)},
+                  ServerEvent::LeaseRemoved{outside.mac}, ServerEvent::Started{"lo", config},
+                  ServerEvent::LeaseChanged{inside}, ServerEvent::LeaseChanged{alsoInside}}));
+    EXPECT_EQ(savedTable(), LeaseTable({inside, alsoInside}, {}));
+    expectOnlyStoppedLeft();
+}
+
+TEST_F(LoopbackServerTest, UnreadableLeaseFileMakesTheRunMemoryOnly) {
+    // A folder where the file should be cannot be read, and must not be replaced either.
+    fs::create_directory(leasesPath());
+    std::ofstream(leasesPath() / "keep") << "the user's";
+
+    makeServer();
+    server->start();
+    EXPECT_EQ(nextEvent(events(), "noticeRaised"),
+              ServerEvent(ServerEvent::NoticeRaised{Notice::leaseFileUnreadable(
+                  LeaseFileError::couldNotRead(leasesPath(), EISDIR).what())}));
+    EXPECT_TRUE(nextOf<ServerEvent::Started>(events(), "started"));
+
+    // A save would fail and say so; with the file off limits none is even tried.
+    ASSERT_TRUE(bind(device(1), 0x3001));
+    EXPECT_EQ(server->currentTable().leases().size(), 1u);
+    expectOnlyStoppedLeft();
+
+    std::vector<fs::path> entries(fs::directory_iterator(folder.path()), {});
+    EXPECT_EQ(entries, std::vector<fs::path>{leasesPath()}) << "a temporary file was written";
+    EXPECT_TRUE(fs::exists(leasesPath() / "keep"));
+}
+
 TEST_F(LoopbackServerTest, FailedSaveRaisesANoticeThatTheNextSaveClears) {
     startServer();
     // Renaming a file over a folder fails, so the save cannot replace the lease file.
@@ -93,6 +152,76 @@ TEST_F(LoopbackServerTest, FailedSaveRaisesANoticeThatTheNextSaveClears) {
     ASSERT_TRUE(exchange(request(mac, 0x4002, config.serverIP, offer->yiaddr), Lease::State::bound,
                          ServerEvent::NoticeCleared{NoticeKind::leaseSaveFailed}));
     EXPECT_EQ(savedTable().lease(mac).value().state, Lease::State::bound);
+}
+
+TEST_F(LoopbackServerTest, ForgettingAndClearingRemoveLeasesAndSaveTheTable) {
+    startServer();
+    const auto bound = device(6);
+    const auto offeredOnly = device(7);
+    ASSERT_TRUE(bind(bound, 0x6001));
+    ASSERT_TRUE(exchange(discover(offeredOnly, 0x7001), Lease::State::offered));
+
+    server->forgetLease(bound);
+    EXPECT_EQ(nextEvent(events(), "leaseRemoved"), ServerEvent(ServerEvent::LeaseRemoved{bound}));
+    // The table is saved right after the event; reading the table waits for that.
+    server->currentTable();
+    EXPECT_FALSE(savedTable().lease(bound));
+    EXPECT_TRUE(savedTable().lease(offeredOnly));
+    server->forgetLease(device(99));
+
+    // Still within the offer's hold: nothing to clear. Reading the table waits for the
+    // clearing, which was queued first.
+    server->clearInactive();
+    EXPECT_TRUE(server->currentTable().lease(offeredOnly));
+    clock.advance(Timing::offerHold);
+    server->clearInactive();
+    EXPECT_EQ(nextEvent(events(), "leaseRemoved"),
+              ServerEvent(ServerEvent::LeaseRemoved{offeredOnly}));
+    server->currentTable();
+    EXPECT_TRUE(savedTable().leases().empty());
+    expectOnlyStoppedLeft();
+}
+
+TEST_F(LoopbackServerTest, StopReportsStoppedLastAndEndsTheServerForGood) {
+    startServer();
+    server->start();
+    ASSERT_TRUE(exchange(discover(device(8), 0x8001), Lease::State::offered))
+        << "the second start emitted something";
+    expectOnlyStoppedLeft();
+
+    server->stop();
+    server->start();
+    server->forgetLease(device(8));
+    EXPECT_TRUE(events().isExhausted());
+    EXPECT_TRUE(server->currentTable().lease(device(8)));
+    EXPECT_TRUE(savedTable().lease(device(8))) << "stop did not save the table";
+    EXPECT_NO_THROW(UDPTransport(TransportMode::loopback(serverPort, client.port())).open())
+        << "stop left the socket open";
+}
+
+TEST_F(LoopbackServerTest, ReleasingTheLastOwnerStopsAndSaves) {
+    startServer();
+    ASSERT_TRUE(exchange(discover(device(9), 0x9001), Lease::State::offered));
+    server.reset();
+    EXPECT_TRUE(savedTable().lease(device(9)));
+}
+
+TEST_F(LoopbackServerTest, FailedOpenIsThrownAndALaterStartMaySucceed) {
+    {
+        const HeldLoopbackPort taken;
+        serverPort = taken.port();
+        makeServer();
+        try {
+            server->start();
+            ADD_FAILURE() << "started on a port another socket holds";
+        } catch (const TransportError& error) {
+            EXPECT_EQ(error,
+                      TransportError(transport_texts::bind(IPv4Address::loopback, serverPort),
+                                     EADDRINUSE));
+        }
+        EXPECT_EQ(events().next(10ms), std::nullopt) << "events before a successful start";
+    }
+    startServer();
 }
 
 } // namespace

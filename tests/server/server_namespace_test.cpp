@@ -1,3 +1,4 @@
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -55,6 +56,12 @@ protected:
 
     EventStream& events() { return server->events(); }
 
+    MACAddress deviceMAC() {
+        auto text = lab.output(deviceSide, "cat /sys/class/net/dev1/address");
+        text.erase(text.find_last_not_of('\n') + 1);
+        return MACAddress::parse(text).value();
+    }
+
     void expectLink(bool up) {
         const auto link = nextOf<ServerEvent::Link>(events(), up ? "link up" : "link down");
         EXPECT_TRUE(link && link->up == up);
@@ -98,6 +105,29 @@ protected:
     std::shared_ptr<DHCPServer> server;
 };
 
+TEST_F(ServedCardTest, PeerLinkDownRaisesTheNoticeAndMarksDevicesOffline) {
+    const auto current = liveLease(device(3), ip("10.77.0.120"));
+    startServer(false, {current});
+
+    lab.run(deviceSide, "ip link set dev1 down");
+    expectLink(false);
+    EXPECT_EQ(nextEvents(events(), 2),
+              (Events{ServerEvent::NoticeRaised{Notice::linkDown("srv1")},
+                      ServerEvent::Presence{current.ip, current.mac, PresenceState::offline,
+                                            std::string(server_texts::offlineBecauseLinkDown)}}));
+
+    lab.run(deviceSide, "ip link set dev1 up");
+    expectLink(true);
+    EXPECT_EQ(nextEvent(events(), "noticeCleared"),
+              ServerEvent(ServerEvent::NoticeCleared{NoticeKind::linkDown}));
+
+    // Nothing has probed the device since: it is still shown offline, and is not reported
+    // offline a second time when the card goes away.
+    lab.run(serverSide, "ip link delete srv1");
+    EXPECT_EQ(nextEvent(events(), "adapterUnplugged"),
+              ServerEvent(ServerEvent::NoticeRaised{Notice::adapterUnplugged()}));
+}
+
 TEST_F(ServedCardTest, UnpluggedCardIsWaitedForAndFoundAgainUnderANewName) {
     const auto bound = liveLease(device(4), ip("10.77.0.121"));
     startServer(false, {bound});
@@ -125,6 +155,33 @@ TEST_F(ServedCardTest, UnpluggedCardIsWaitedForAndFoundAgainUnderANewName) {
     ASSERT_TRUE(client.receive()) << "no OFFER on the card after it came back";
     EXPECT_EQ(nextEvent(events(), "received"),
               ServerEvent(ServerEvent::Received{PacketSummary(message, "srv9")}));
+}
+
+TEST_F(ServedCardTest, PresenceTellsPresentAbsentAndConflictingDevicesAndRepeatsNothing) {
+    lab.run(deviceSide, "ip address add 10.77.0.120/24 dev dev1 && "
+                        "ip address add 10.77.0.121/24 dev dev1");
+    const auto present = liveLease(deviceMAC(), ip("10.77.0.120"));
+    // Another device's lease, yet dev1 answers for its address.
+    const auto conflicting = liveLease(device(6), ip("10.77.0.121"));
+    const auto absent = liveLease(device(7), ip("10.77.0.122"));
+    startServer(true, {present, conflicting, absent});
+
+    std::map<IPv4Address, PresenceState> states;
+    while (states.size() < 3) {
+        const auto presence = nextOf<ServerEvent::Presence>(events(), "presence");
+        ASSERT_TRUE(presence);
+        states[presence->ip] = presence->state;
+    }
+    EXPECT_EQ(states, (std::map<IPv4Address, PresenceState>{
+                          {present.ip, PresenceState::online},
+                          {conflicting.ip, PresenceState::conflict},
+                          {absent.ip, PresenceState::offline},
+                      }));
+
+    // A cycle that finds the same states reports nothing; the silent probe alone takes its
+    // full timeout, so twice that is enough for every answer to be in.
+    server->refreshPresence();
+    EXPECT_EQ(events().next(2 * Timing::probeTimeout + 500ms), std::nullopt);
 }
 
 // A full pool whose only address is held by a device that may be gone: the address is

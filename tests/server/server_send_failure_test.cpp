@@ -11,6 +11,8 @@
 #include <sys/syscall.h>
 
 #include "core/packet/option_code.hpp"
+#include "core/server/server_texts.hpp"
+#include "core/transport/transport_texts.hpp"
 #include "tests/server/server_test_support.hpp"
 
 namespace corvane {
@@ -124,6 +126,22 @@ TEST_F(RefusedSendTest, RefusedReplyIsTriedOnceMoreAndTheSecondRefusalRaisesTheN
     EXPECT_EQ(nextEvent(events(), "noticeCleared"),
               ServerEvent(ServerEvent::NoticeCleared{NoticeKind::localNetworkDenied}));
     EXPECT_TRUE(nextOf<ServerEvent::Sent>(events(), "sent OFFER"));
+}
+
+TEST_F(RefusedSendTest, RefusalWithoutTheServerAddressOnTheCardIsReportedAsItIs) {
+    config.serverIP = ip("192.168.0.1");
+    config.prefixLength = 24;
+    config.rangeStart = ip("192.168.0.100");
+    config.rangeEnd = ip("192.168.0.200");
+    if (!startFiltered()) {
+        GTEST_SKIP() << "this kernel or architecture does not allow a seccomp filter";
+    }
+    requestOutside(device(4), ip("192.168.0.250"));
+    const TransportError refusal(transport_texts::sendTo(IPv4Address::loopback, client.port()),
+                                 EPERM);
+    EXPECT_EQ(nextEvent(events(), "info"), ServerEvent(ServerEvent::Info{server_texts::notSent(
+                                               DHCPMessageType::nak, refusal.description())}));
+    discoverAndExpectOffer(device(5));
 }
 
 } // namespace

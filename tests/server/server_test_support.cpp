@@ -17,6 +17,10 @@
 namespace corvane {
 
 void PrintTo(const ServerEvent& event, std::ostream* out) {
+    if (const auto* cleared = event.as<ServerEvent::NoticeCleared>()) {
+        *out << "noticeCleared(" << noticeKindName(cleared->kind) << ")";
+        return;
+    }
     *out << EventLog::json(event, TimePoint{}).value_or("event");
 }
 
