@@ -261,6 +261,24 @@ TEST(PrintableText, EscapesAndLimits) {
     }
 }
 
+TEST(DHCPPacketSetOption, ReplacesInPlaceOrAppends) {
+    DHCPPacket packet;
+    packet.setOption(OptionCode::messageType, {2});
+    packet.setOption(OptionCode::serverID, {10, 0, 0, 1});
+    packet.setOption(OptionCode::leaseTime, {0, 0, 0x0E, 0x10});
+    packet.options.push_back({OptionCode::leaseTime, {9}});
+    packet.setOption(OptionCode::leaseTime, {0, 1, 0x51, 0x80});
+    packet.setOption(OptionCode::subnetMask, {255, 255, 255, 0});
+    const std::vector<DHCPOptionField> expected = {{53, {2}},
+                                                   {54, {10, 0, 0, 1}},
+                                                   {51, {0, 1, 0x51, 0x80}},
+                                                   {51, {9}},
+                                                   {1, {255, 255, 255, 0}}};
+    EXPECT_EQ(packet.options, expected);
+    EXPECT_EQ(packet.option(OptionCode::leaseTime), (Bytes{0, 1, 0x51, 0x80}));
+    EXPECT_EQ(packet.option(OptionCode::router), std::nullopt);
+}
+
 TEST(DHCPPacketSetOptionDeathTest, DataBeyond255BytesStopsTheProgram) {
     DHCPPacket packet;
     packet.setOption(OptionCode::message, Bytes(255, 'a'));
