@@ -11,6 +11,8 @@ packages=(
   qt6-base-dev libgl-dev
   iproute2 procps psmisc libcap2-bin iputils-ping
   busybox isc-dhcp-client dhcpcd-base python3 python3-scapy
+  ieee-data libpcap-dev libsodium-dev
+  kea-admin kea-dhcp4-server nftables
 )
 
 missing=()
