@@ -14,6 +14,7 @@
 
 #include "core/address/address_json.hpp"
 #include "core/leases/lease_document.hpp"
+#include "core/leases/lease_journal.hpp"
 
 namespace corvane {
 
@@ -23,7 +24,7 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 std::string readWholeFile(const fs::path& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0) {
         throw LeaseFileError::couldNotRead(path, errno);
     }
@@ -48,10 +49,11 @@ std::string readWholeFile(const fs::path& path) {
     return content;
 }
 
-// Writes `content` to a file that must not exist yet; gives 0 or the error number. A file
-// left half-written is removed again.
+// Writes `content` to a file that must not exist yet and flushes it to the disk; gives 0 or
+// the error number. A file left half-written is removed again.
 int writeNewFile(const fs::path& path, std::string_view content) {
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    const int descriptor =
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (descriptor < 0) {
         return errno;
     }
@@ -63,6 +65,9 @@ int writeNewFile(const fs::path& path, std::string_view content) {
         } else if (errno != EINTR) {
             error = errno;
         }
+    }
+    if (error == 0 && ::fsync(descriptor) != 0) {
+        error = errno;
     }
     if (::close(descriptor) != 0 && error == 0) {
         error = errno;
@@ -191,6 +196,26 @@ std::string temporaryName(const fs::path& target) {
     return name;
 }
 
+// Makes a rename inside `folder` survive a power cut.
+int syncFolder(const fs::path& folder) {
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return errno;
+    }
+    const int error = ::fsync(descriptor) == 0 ? 0 : errno;
+    ::close(descriptor);
+    return error;
+}
+
+// The journal's content, or nothing when there is none.
+std::string readJournal(const fs::path& path) {
+    std::error_code statusError;
+    if (fs::symlink_status(path, statusError).type() == fs::file_type::not_found) {
+        return {};
+    }
+    return readWholeFile(path);
+}
+
 std::optional<std::string> lookUpEnvironment(std::string_view name) {
     const char* value = std::getenv(std::string(name).c_str());
     if (value == nullptr) {
@@ -231,25 +256,38 @@ fs::path LeaseFile::defaultPath(const EnvironmentLookup& environment) {
     return dataHome / "corvane" / "leases.json";
 }
 
+fs::path LeaseFile::journalPath() const {
+    auto journal = path_;
+    journal += ".journal";
+    return journal;
+}
+
 LeaseFile::LoadResult LeaseFile::load(TimePoint now) const {
+    LoadResult result;
     std::error_code statusError;
-    if (fs::status(path_, statusError).type() == fs::file_type::not_found) {
-        return {};
+    if (fs::symlink_status(path_, statusError).type() != fs::file_type::not_found) {
+        const auto content = readWholeFile(path_);
+        if (const auto table = decodeContents(content)) {
+            result.table = LeaseTable(oneRecordPerMAC(table->leases()), table->quarantine());
+        } else {
+            auto destination = path_;
+            destination += ".corrupt-" + stamp(now);
+            moveAside(path_, destination);
+            result.setAsideURL = destination;
+        }
     }
-    const auto content = readWholeFile(path_);
-    if (const auto table = decodeContents(content)) {
-        return {LeaseTable(oneRecordPerMAC(table->leases()), table->quarantine()), std::nullopt};
-    }
-    auto destination = path_;
-    destination += ".corrupt-" + stamp(now);
-    moveAside(path_, destination);
-    return {LeaseTable(), destination};
+    const auto replay = lease_journal::replay(readJournal(journalPath()), result.table);
+    result.uncleanStop = replay.uncleanStop;
+    result.table.takeChanges();
+    return result;
 }
 
 void LeaseFile::save(const LeaseTable& table) const {
     const auto folder = path_.has_parent_path() ? path_.parent_path() : fs::path(".");
     std::error_code folderError;
-    fs::create_directories(folder, folderError);
+    if (fs::create_directories(folder, folderError) && !folderError) {
+        fs::permissions(folder, fs::perms::owner_all, folderError);
+    }
     if (folderError) {
         throw LeaseFileError::couldNotCreateFolder(folder, folderError);
     }
@@ -262,6 +300,13 @@ void LeaseFile::save(const LeaseTable& table) const {
         const int error = errno;
         ::unlink(temporary.c_str());
         throw LeaseFileError::couldNotReplace(path_, error);
+    }
+    if (const int error = syncFolder(folder); error != 0) {
+        throw LeaseFileError::couldNotWrite(path_, error);
+    }
+    // Only once the snapshot is safely in place may the changes it holds leave the journal.
+    if (::truncate(journalPath().c_str(), 0) != 0 && errno != ENOENT) {
+        throw LeaseFileError::couldNotWrite(journalPath(), errno);
     }
 }
 

@@ -11,9 +11,11 @@
 
 namespace corvane {
 
-// The lease table on disk: one JSON document, written whole to a hidden temporary file and
-// renamed over the old one, so a crash never leaves half a file. A file that cannot be
-// understood is moved aside under a time-stamped name, never overwritten.
+// The lease table on disk: one JSON document (the snapshot), written whole to a hidden
+// temporary file and renamed over the old one, so a crash never leaves half a file, plus the
+// journal of changes since that snapshot beside it (see LeaseJournal). Loading reads both;
+// saving writes a new snapshot and empties the journal. A snapshot that cannot be understood
+// is moved aside under a time-stamped name, never overwritten.
 class LeaseFile {
 public:
     // Version history: 1 is the first and only format, accepted and written.
@@ -23,6 +25,9 @@ public:
         LeaseTable table;
         // Where an unreadable file was moved; absent when nothing was moved.
         std::optional<std::filesystem::path> setAsideURL;
+        // The journal showed that the last server to use the file did not stop cleanly, so
+        // changes it announced in its last moments may be missing.
+        bool uncleanStop = false;
 
         friend bool operator==(const LoadResult&, const LoadResult&) = default;
     };
@@ -36,12 +41,15 @@ public:
     static std::filesystem::path defaultPath(const EnvironmentLookup& environment);
 
     const std::filesystem::path& path() const { return path_; }
+    // "leases.json.journal" beside "leases.json".
+    std::filesystem::path journalPath() const;
 
     // A missing file gives an empty table. A file that is not a version 1 lease document is
     // moved aside (its name gets ".corrupt-" and the local time of `now`) and gives an empty
     // table. Throws LeaseFileError when the file cannot be read or moved.
     LoadResult load(TimePoint now) const;
-    // Throws LeaseFileError; the previous file then stays as it was.
+    // Writes the snapshot with fsync of the file and its folder, then empties the journal.
+    // Throws LeaseFileError; the previous files then stay as they were.
     void save(const LeaseTable& table) const;
 
 private:

@@ -58,6 +58,7 @@ bool LeaseTable::isQuarantined(IPv4Address ip, TimePoint now) const {
 }
 
 void LeaseTable::upsert(const Lease& lease) {
+    changes_.mark(lease.mac);
     if (const auto position = index_.firstOf(lease.mac)) {
         auto& record = leases_[*position];
         index_.readdressed(*position, record.ip, lease.ip);
@@ -75,6 +76,7 @@ std::optional<Lease> LeaseTable::remove(const MACAddress& mac) {
     }
     const auto found = leases_.begin() + static_cast<std::ptrdiff_t>(*position);
     auto removed = std::move(*found);
+    changes_.mark(removed.mac);
     leases_.erase(found);
     index_.erased(*position, removed, leases_);
     return removed;
@@ -82,16 +84,25 @@ std::optional<Lease> LeaseTable::remove(const MACAddress& mac) {
 
 void LeaseTable::addQuarantine(IPv4Address ip, TimePoint until, const MACAddress& reportedBy) {
     std::erase_if(quarantine_, [&](const Quarantine& entry) { return entry.ip == ip; });
+    changes_.quarantine = true;
     quarantine_.push_back(Quarantine{ip, until, reportedBy});
 }
 
 void LeaseTable::pruneQuarantine(TimePoint now) {
-    std::erase_if(quarantine_, [&](const Quarantine& entry) { return !entry.holds(now); });
+    if (std::erase_if(quarantine_, [&](const Quarantine& entry) { return !entry.holds(now); }) >
+        0) {
+        changes_.quarantine = true;
+    }
 }
 
 int LeaseTable::clearInactive(TimePoint now) {
-    const auto removed =
-        std::erase_if(leases_, [&](const Lease& lease) { return !lease.holdsAddress(now); });
+    const auto removed = std::erase_if(leases_, [&](const Lease& lease) {
+        if (lease.holdsAddress(now)) {
+            return false;
+        }
+        changes_.mark(lease.mac);
+        return true;
+    });
     if (removed > 0) {
         index_.rebuild(leases_);
     }
@@ -103,6 +114,9 @@ std::vector<Lease> LeaseTable::dropOutside(const AddressRange& range) {
     std::vector<Lease> kept;
     kept.reserve(leases_.size());
     for (auto& lease : leases_) {
+        if (!range.contains(lease.ip)) {
+            changes_.mark(lease.mac);
+        }
         (range.contains(lease.ip) ? kept : dropped).push_back(std::move(lease));
     }
     leases_ = std::move(kept);

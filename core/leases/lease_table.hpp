@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <optional>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -52,7 +54,27 @@ public:
     // each group by address, then by hardware address.
     std::vector<Lease> sortedForDisplay(const PresenceLookup& presence) const;
 
-    // The index only mirrors the records, so it takes no part in comparing.
+    // The clients whose record changed or went, and whether the quarantine changed, since the
+    // last `takeChanges`: what the lease journal must write. Every change above marks it.
+    struct Changes {
+        // In the order of each client's first change, so that replaying appends new clients
+        // in the order the table did.
+        std::vector<MACAddress> macs;
+        std::unordered_set<MACAddress> marked;
+        bool quarantine = false;
+
+        void mark(const MACAddress& mac) {
+            if (marked.insert(mac).second) {
+                macs.push_back(mac);
+            }
+        }
+        bool empty() const { return macs.empty() && !quarantine; }
+    };
+    const Changes& changes() const { return changes_; }
+    Changes takeChanges() { return std::exchange(changes_, Changes{}); }
+
+    // The index and the change marks only mirror the records, so they take no part in
+    // comparing.
     friend bool operator==(const LeaseTable& one, const LeaseTable& other) {
         return one.leases_ == other.leases_ && one.quarantine_ == other.quarantine_;
     }
@@ -61,6 +83,7 @@ private:
     std::vector<Lease> leases_;
     std::vector<Quarantine> quarantine_;
     LeaseIndex index_;
+    Changes changes_;
 };
 
 void to_json(nlohmann::json& document, const LeaseTable& table);
