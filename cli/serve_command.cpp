@@ -29,6 +29,7 @@ struct ServeOptions {
     bool noPresence = false;
     bool force = false;
     bool json = false;
+    bool sync = false;
 };
 
 NetworkCard findCard(const std::vector<NetworkCard>& cards, const std::string& name) {
@@ -101,8 +102,10 @@ int serve(const ServeOptions& options) {
                               ? LogFileWriter::defaultDirectory()
                               : std::filesystem::path(options.logDirectory),
                           zone);
-    const auto server = DHCPServer::create(DHCPServer::Options{
-        config, TransportMode::interface(card.bsdName), card.mac, leaseFile, !options.noPresence});
+    const bool sync = options.sync || (settings && settings->syncLeaseWrites());
+    const auto server =
+        DHCPServer::create(DHCPServer::Options{config, TransportMode::interface(card.bsdName),
+                                               card.mac, leaseFile, !options.noPresence, sync});
     try {
         server->start();
     } catch (const TransportError& error) {
@@ -113,6 +116,10 @@ int serve(const ServeOptions& options) {
                          options.json ? EventPrinter::Format::json : EventPrinter::Format::text,
                          logFile, zone);
     serveUntilStopped(*server, card.bsdName, signals, printer);
+    if (const auto lost = server->changesLostAtStop(); lost > 0) {
+        std::cerr << texts::leaseChangesLost(lost) << "\n";
+        return refusedStatus;
+    }
     return successStatus;
 }
 
@@ -132,6 +139,9 @@ void addServeCommand(CLI::App& app) {
                       "Do not probe devices for presence or addresses for conflicts");
     command->add_flag("--force", options->force, "Serve even when a check before the start fails");
     command->add_flag("--json", options->json, "Print each event as one JSON object per line");
+    command->add_flag("--sync", options->sync,
+                      "Flush each batch of lease changes to the disk before replying, so that "
+                      "not even a power cut loses an announced lease");
     command->callback([options] { exitUnlessSucceeded(serve(*options)); });
 }
 

@@ -53,6 +53,11 @@ inline std::string clearedExpired(std::size_t count) {
 inline std::string noLeases(const std::filesystem::path& leaseFile) {
     return "No leases in " + pathText(leaseFile) + ".";
 }
+inline std::string leaseChangesLost(std::size_t count) {
+    return std::to_string(count) +
+           " lease changes could not be saved before the stop and are lost. Free some space "
+           "for the lease file, then start again; devices will ask for their addresses anew.";
+}
 inline std::string leaseFileUnreadable(std::string_view error) {
     return std::string(error) + " Check the file's permissions, or name another file with "
                                 "--lease-file.";

@@ -218,6 +218,12 @@ bool SettingsFile::showVirtualCards() const {
     return stored != settings.end() && stored->is_boolean() && stored->get<bool>();
 }
 
+bool SettingsFile::syncLeaseWrites() const {
+    const auto settings = readAll();
+    const auto stored = settings.find(syncLeaseWritesKey);
+    return stored != settings.end() && stored->is_boolean() && stored->get<bool>();
+}
+
 void SettingsFile::setServerConfig(const ServerConfig& config) {
     replaceKey(serverConfigKey, nlohmann::json(config));
 }

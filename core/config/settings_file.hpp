@@ -24,6 +24,7 @@ public:
     static constexpr std::string_view selectedCardMACKey = "selectedCardMAC";
     static constexpr std::string_view updateFeedOverrideKey = "updateFeedOverride";
     static constexpr std::string_view showVirtualCardsKey = "showVirtualCards";
+    static constexpr std::string_view syncLeaseWritesKey = "syncLeaseWrites";
 
     explicit SettingsFile(std::filesystem::path path) : path_(std::move(path)) {}
 
@@ -46,6 +47,8 @@ public:
     std::optional<std::string> updateFeedOverride() const;
     // Off unless stored as true.
     bool showVirtualCards() const;
+    // Off unless stored as true: flush each batch of lease changes to the disk before replying.
+    bool syncLeaseWrites() const;
 
     // Each throws `SettingsFileError` when the file cannot be written; no value removes
     // the key.

@@ -35,6 +35,7 @@ DHCPServer::DHCPServer(ConstructionKey, Options options, Clock clock)
     : options_(std::move(options)), responder_(options_.config), clock_(std::move(clock)),
       context_(std::make_shared<asio::io_context>(1)), keepAlive_(asio::make_work_guard(*context_)),
       probePool_(probeThreads), watchTimer_(*context_), presenceTimer_(*context_),
+      snapshotTimer_(*context_), journal_(options_.leaseFile.journalPath(), options_.syncEachBatch),
       interfaceName_(options_.mode.interfaceName()) {
     loopThread_ = std::thread([context = context_] {
         pthread_setname_np(pthread_self(), "corvane.server");
@@ -105,6 +106,11 @@ LeaseTable DHCPServer::currentTable() {
     return onLoop([this] { return table_; });
 }
 
+std::size_t DHCPServer::changesLostAtStop() {
+    const std::lock_guard lock(lifecycleMutex_);
+    return onLoop([this] { return changesLostAtStop_; });
+}
+
 void DHCPServer::endLoop() {
     keepAlive_.reset();
     context_->stop();
@@ -127,6 +133,7 @@ void DHCPServer::startServing() {
     for (const auto& lease : table_.leases()) {
         emit(ServerEvent::LeaseChanged{lease});
     }
+    openJournal();
     if (!options_.mode.isLoopback()) {
         const auto media = Interfaces::mediaStatus(interfaceName_);
         linkUp_ = media.linkUp;
@@ -148,11 +155,12 @@ void DHCPServer::stopServing() {
     running_ = false;
     watchTimer_.cancel();
     presenceTimer_.cancel();
+    snapshotTimer_.cancel();
     for (auto& timer : retryTimers_) {
         timer.cancel();
     }
     closeTransport();
-    persist();
+    saveAtStop();
     emit(ServerEvent::Stopped{});
     events_.finish();
 }
@@ -165,6 +173,9 @@ void DHCPServer::loadLeases() {
         if (loaded.setAsideURL) {
             raise(Notice::leaseFileSetAside(*loaded.setAsideURL));
         }
+        if (loaded.uncleanStop) {
+            emit(ServerEvent::Info{std::string(server_texts::uncleanStopFound)});
+        }
     } catch (const std::exception& error) {
         leaseFileWritable_ = false;
         table_ = LeaseTable();
@@ -175,22 +186,10 @@ void DHCPServer::loadLeases() {
         emit(ServerEvent::Info{server_texts::droppedOutsideRange(lease.ip, lease.mac)});
         emit(ServerEvent::LeaseRemoved{lease.mac});
     }
-    if (!dropped.empty()) {
-        persist();
-    }
 }
 
 void DHCPServer::persist() {
-    if (!leaseFileWritable_) {
-        return;
-    }
-    try {
-        options_.leaseFile.save(table_);
-    } catch (const std::exception& error) {
-        raise(Notice::leaseSaveFailed(error.what()));
-        return;
-    }
-    clear(NoticeKind::leaseSaveFailed);
+    commitBatch();
 }
 
 void DHCPServer::emit(ServerEvent event) {

@@ -27,6 +27,7 @@
 #include "core/events/server_event.hpp"
 #include "core/leases/lease.hpp"
 #include "core/leases/lease_file.hpp"
+#include "core/leases/lease_journal.hpp"
 #include "core/leases/lease_table.hpp"
 #include "core/packet/dhcp_packet.hpp"
 #include "core/presence/presence_state.hpp"
@@ -62,6 +63,9 @@ public:
         LeaseFile leaseFile;
         // Probe bound devices for presence, and addresses for conflicts before reusing them.
         bool presenceEnabled = true;
+        // Make each batch's journal records durable with fdatasync before its replies leave:
+        // then not even a power cut loses an announced lease.
+        bool syncEachBatch = false;
     };
 
     // The ports a device is asked on besides ICMP echo: web interfaces are the most common
@@ -75,6 +79,14 @@ public:
     // A reply the system refused is tried once more after this pause: a firewall rule being
     // reloaded refuses for a moment, a lasting rule refuses again.
     static constexpr std::chrono::seconds sendRetryDelay{1};
+    // Datagrams taken from the socket per wake-up and decided, journalled and answered as
+    // one batch.
+    static constexpr std::size_t maxBatch = 64;
+    // A quiet moment this long after the last change rewrites the snapshot and empties the
+    // journal; a failed journal write is tried again after it too.
+    static constexpr std::chrono::seconds idleSnapshotDelay{2};
+    // Room for a burst of several thousand requests while a snapshot is being written.
+    static constexpr int receiveBufferBytes = 8 * 1024 * 1024;
 
     static Clock systemClock();
 
@@ -101,6 +113,8 @@ public:
     void refreshPresence();
     // A copy of the lease table as the server holds it now.
     LeaseTable currentTable();
+    // How many lease changes the last stop could not write anywhere; 0 after a clean stop.
+    std::size_t changesLostAtStop();
     // The one stream of everything the server reports, for one reader; it lives as long as
     // the server does.
     EventStream& events() { return events_; }
@@ -124,6 +138,14 @@ private:
     void stopServing();
     void loadLeases();
     void persist();
+    // Journals the table's pending changes, then sends the replies held for them; when the
+    // journal cannot be written the replies are dropped and the write is tried again later.
+    void commitBatch();
+    bool writeJournal();
+    void snapshot();
+    void armSnapshotTimer();
+    void openJournal();
+    void saveAtStop();
     void emit(ServerEvent event);
     void raise(const Notice& notice);
     void clear(NoticeKind kind);
@@ -134,8 +156,12 @@ private:
     void openTransport();
     void closeTransport();
     void awaitDatagrams();
-    void drainDatagrams();
-    void handle(const Datagram& datagram);
+    void serveBatch(std::uint64_t generation);
+    // Serves one batch; true when it was full, so more may be waiting.
+    bool drainDatagrams();
+    // Reads up to maxBatch datagrams; false once the socket is empty or failed.
+    bool receiveBatch(std::vector<DHCPPacket>& batch);
+    std::optional<DHCPPacket> handle(const Datagram& datagram);
     void process(DHCPPacket packet, ProbeResults probes);
     void apply(Decision decision);
     void send(const Reply& reply, bool retry);
@@ -177,6 +203,11 @@ private:
     asio::steady_timer watchTimer_;
     asio::steady_timer presenceTimer_;
     std::list<asio::steady_timer> retryTimers_;
+    asio::steady_timer snapshotTimer_;
+    LeaseJournal journal_;
+    // Replies of the batch being decided, sent once its changes are in the journal.
+    std::vector<Reply> heldReplies_;
+    std::size_t changesLostAtStop_ = 0;
 
     std::string interfaceName_;
     bool isOpen_ = false;

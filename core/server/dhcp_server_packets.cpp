@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include <asio/post.hpp>
+#include <sys/socket.h>
 
 #include "core/events/packet_summary.hpp"
 #include "core/events/sent_summary.hpp"
@@ -15,6 +18,18 @@
 
 namespace corvane {
 
+namespace {
+
+// Root may go past the system's limit; anyone else gets as much of it as allowed.
+void enlargeReceiveBuffer(int descriptor) {
+    const int bytes = DHCPServer::receiveBufferBytes;
+    if (::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) {
+        ::setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    }
+}
+
+} // namespace
+
 // Replaces the transport only once the new socket is open, so a failed reopen leaves the
 // server as it was.
 void DHCPServer::openTransport() {
@@ -23,6 +38,7 @@ void DHCPServer::openTransport() {
     auto transport = std::make_unique<UDPTransport>(std::move(mode));
     transport->open();
     transport_ = std::move(transport);
+    enlargeReceiveBuffer(transport_->descriptor());
     readable_.emplace(*context_, transport_->descriptor());
     ++socketGeneration_;
     isOpen_ = true;
@@ -43,8 +59,9 @@ void DHCPServer::closeTransport() {
 }
 
 // Asio watches descriptors edge-triggered: a wait completes for datagrams that arrive after
-// it, so every wake-up drains the socket until it is empty before waiting again. Both happen
-// in one handler, before the loop looks for readiness again, so no arrival is missed.
+// it, so the socket is read until it is empty before waiting again. A full batch may leave
+// more behind; the next batch is then queued behind the loop's other work (probe answers,
+// timers) instead of waiting, so a flood cannot starve them.
 void DHCPServer::awaitDatagrams() {
     readable_->async_wait(
         asio::posix::stream_descriptor::wait_read,
@@ -52,40 +69,76 @@ void DHCPServer::awaitDatagrams() {
             if (error) {
                 return;
             }
-            const auto self = weak.lock();
-            if (!self || !self->running_ || !self->isOpen_ ||
-                self->socketGeneration_ != generation) {
-                return;
-            }
-            self->drainDatagrams();
-            if (self->isOpen_ && self->socketGeneration_ == generation) {
-                self->awaitDatagrams();
+            if (const auto self = weak.lock()) {
+                self->serveBatch(generation);
             }
         });
 }
 
-void DHCPServer::drainDatagrams() {
-    while (isOpen_) {
+void DHCPServer::serveBatch(std::uint64_t generation) {
+    if (!running_ || !isOpen_ || socketGeneration_ != generation) {
+        return;
+    }
+    const bool more = drainDatagrams();
+    if (!isOpen_ || socketGeneration_ != generation) {
+        return;
+    }
+    if (!more) {
+        awaitDatagrams();
+        return;
+    }
+    asio::post(*context_, [weak = weak_from_this(), generation] {
+        if (const auto self = weak.lock()) {
+            self->serveBatch(generation);
+        }
+    });
+}
+
+// One batch: every request is decided in order against the table, REQUESTs first since they
+// finish exchanges a DISCOVER only starts; then one journal write, then the replies.
+bool DHCPServer::drainDatagrams() {
+    std::vector<DHCPPacket> batch;
+    const bool full = receiveBatch(batch);
+    std::ranges::stable_partition(batch, [](const DHCPPacket& packet) {
+        return packet.messageType() != DHCPMessageType::discover;
+    });
+    for (auto& packet : batch) {
+        try {
+            process(std::move(packet), {});
+        } catch (const std::exception& error) {
+            emit(ServerEvent::Info{server_texts::packetFailed(error.what())});
+        }
+    }
+    commitBatch();
+    return full;
+}
+
+bool DHCPServer::receiveBatch(std::vector<DHCPPacket>& batch) {
+    for (std::size_t read = 0; read < maxBatch && isOpen_; ++read) {
         std::optional<Datagram> datagram;
         try {
             datagram = transport_->receive();
         } catch (const TransportError& error) {
+            // An interrupted or failed read does not end the batch: the next one may succeed.
             emit(ServerEvent::Info{server_texts::receiveFailed(error.description())});
-            return;
+            continue;
         }
         if (!datagram) {
-            return;
+            return false;
         }
-        handle(*datagram);
+        if (auto packet = handle(*datagram)) {
+            batch.push_back(std::move(*packet));
+        }
     }
+    return isOpen_;
 }
 
-void DHCPServer::handle(const Datagram& datagram) {
+std::optional<DHCPPacket> DHCPServer::handle(const Datagram& datagram) {
     if (!options_.mode.isLoopback()) {
         if (auto reason = wrongCardReason(datagram.interfaceIndex, transport_->interfaceIndex(),
                                           interfaceName_)) {
             emit(ServerEvent::Dropped{std::move(*reason), std::nullopt});
-            return;
+            return std::nullopt;
         }
     }
     if (!datagram.interfaceIndex && !arrivalCheckWarned_) {
@@ -95,11 +148,11 @@ void DHCPServer::handle(const Datagram& datagram) {
     auto parsed = DHCPPacket::parse(datagram.bytes);
     if (const auto* error = std::get_if<PacketError>(&parsed)) {
         emit(ServerEvent::Dropped{server_texts::malformed(error->description()), std::nullopt});
-        return;
+        return std::nullopt;
     }
     auto& packet = std::get<DHCPPacket>(parsed);
     emit(ServerEvent::Received{PacketSummary(packet, interfaceName_)});
-    process(std::move(packet), {});
+    return std::move(packet);
 }
 
 // The responder may ask whether a device still answers on an address before handing it to
@@ -138,7 +191,12 @@ void DHCPServer::process(DHCPPacket packet, ProbeResults probes) {
                            self->presence_[ip] = PresenceState::online;
                        }
                        probes[ip] = answered;
-                       self->process(std::move(packet), std::move(probes));
+                       try {
+                           self->process(std::move(packet), std::move(probes));
+                       } catch (const std::exception& error) {
+                           self->emit(ServerEvent::Info{server_texts::packetFailed(error.what())});
+                       }
+                       self->commitBatch();
                    });
                });
 }
@@ -151,11 +209,8 @@ void DHCPServer::apply(Decision decision) {
         }
         emit(std::move(note));
     }
-    if (decision.tableChanged) {
-        persist();
-    }
-    if (const auto* reply = std::get_if<Reply>(&decision.action)) {
-        send(*reply, true);
+    if (auto* reply = std::get_if<Reply>(&decision.action)) {
+        heldReplies_.push_back(std::move(*reply));
     }
 }
 

@@ -45,6 +45,23 @@ inline std::string notSent(DHCPMessageType type, std::string_view cause) {
     return std::string(description(type)) + " not sent: " + std::string(cause);
 }
 inline constexpr std::string_view socketClosed = "socket closed";
+inline std::string packetFailed(std::string_view error) {
+    return "A request could not be handled and was skipped: " + std::string(error);
+}
+inline constexpr std::string_view leaseNotSaved = "its lease could not be saved";
+inline constexpr std::string_view uncleanStopFound =
+    "The last server using this lease file did not stop cleanly; its last changes were "
+    "recovered from the journal.";
+inline std::string changesLost(std::size_t count) {
+    return "Stopped without saving " + std::to_string(count) +
+           " lease changes: the lease file could not be written. Free some space on its disk "
+           "before starting again.";
+}
+inline std::string snapshotFailed(std::string_view error) {
+    return "The lease file could not be rewritten; its changes are kept in the journal "
+           "meanwhile: " +
+           std::string(error);
+}
 inline constexpr std::string_view linkDown = "link down";
 inline std::string addressNotOnCard(IPv4Address serverIP, std::string_view card) {
     return serverIP.description() + " is not on " + std::string(card) + " right now";

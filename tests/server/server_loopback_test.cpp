@@ -1,9 +1,11 @@
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "core/config/duration_text.hpp"
 #include "core/events/notice.hpp"
@@ -136,21 +138,33 @@ TEST_F(LoopbackServerTest, UnreadableLeaseFileMakesTheRunMemoryOnly) {
     EXPECT_TRUE(fs::exists(leasesPath() / "keep"));
 }
 
-TEST_F(LoopbackServerTest, FailedSaveRaisesANoticeThatTheNextSaveClears) {
+TEST_F(LoopbackServerTest, RepliesWaitForTheirLeaseOnDiskAndServingResumesByItself) {
     startServer();
-    // Renaming a file over a folder fails, so the save cannot replace the lease file.
-    fs::create_directory(leasesPath());
-    std::ofstream(leasesPath() / "blocker") << "x";
+    const auto journal = LeaseFile(leasesPath()).journalPath();
+    // A process file size limit at the journal's present size makes every further write
+    // fail with EFBIG, as a full disk makes it fail with ENOSPC.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    rlimit capped = unlimited;
+    capped.rlim_cur = static_cast<rlim_t>(fs::file_size(journal));
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &capped), 0);
 
     const auto mac = device(4);
-    const auto offer = exchange(discover(mac, 0x4001), Lease::State::offered,
-                                ServerEvent::NoticeRaised{Notice::leaseSaveFailed(
-                                    LeaseFileError::couldNotReplace(leasesPath(), EISDIR).what())});
-    ASSERT_TRUE(offer) << "a failed save stopped the reply";
+    client.send(discover(mac, 0x4001), serverPort);
+    EXPECT_EQ(client.receiveBytes(300ms), std::nullopt) << "an offer went out ahead of the disk";
+    const auto withheld = nextEvents(events(), 4);
+    ASSERT_EQ(withheld.size(), 4u);
+    EXPECT_EQ(withheld[2], ServerEvent(ServerEvent::NoticeRaised{Notice::leaseSaveFailed(
+                               LeaseFileError::couldNotWrite(journal, EFBIG).what())}));
+    EXPECT_EQ(withheld[3], ServerEvent(ServerEvent::Info{server_texts::notSent(
+                               DHCPMessageType::offer, server_texts::leaseNotSaved)}));
 
-    fs::remove_all(leasesPath());
-    ASSERT_TRUE(exchange(request(mac, 0x4002, config.serverIP, offer->yiaddr), Lease::State::bound,
-                         ServerEvent::NoticeCleared{NoticeKind::leaseSaveFailed}));
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &unlimited), 0);
+    EXPECT_EQ(nextEvent(events(), "noticeCleared"),
+              ServerEvent(ServerEvent::NoticeCleared{NoticeKind::leaseSaveFailed}));
+    ASSERT_TRUE(bind(mac, 0x4002));
+    server->stop();
     EXPECT_EQ(savedTable().lease(mac).value().state, Lease::State::bound);
 }
 
