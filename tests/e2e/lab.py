@@ -244,6 +244,10 @@ class Server:
         self.wait_for(r"  START ")
         return self
 
+    def started_json(self):
+        self.wait_for(r'"event":"started"')
+        return self
+
     def stop(self, sig=signal.SIGTERM, timeout=15):
         status = self.lab.stop(self.process, sig, timeout)
         for reader in self.readers:
