@@ -48,7 +48,7 @@ std::vector<Lease> lowEndLeases(std::int64_t count, std::int64_t activeEvery) {
 }
 
 void chooseForNewClient(benchmark::State& state, std::int64_t activeEvery) {
-    const auto leases = lowEndLeases(state.range(0), activeEvery);
+    const LeaseTable leases(lowEndLeases(state.range(0), activeEvery), {});
     const std::vector<IPv4Address> quarantined = {IPv4Address(10, 1, 200, 1),
                                                   IPv4Address(10, 1, 200, 2)};
     const AddressPredicate isUsable = [&](IPv4Address ip) {

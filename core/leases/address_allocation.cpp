@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <tuple>
 
-#include "core/leases/active_holder_index.hpp"
 #include "core/leases/mac_key.hpp"
 
 namespace corvane {
@@ -50,28 +49,33 @@ bool isAvailable(IPv4Address ip, const MACAddress& mac, std::span<const Lease> l
 
 std::optional<IPv4Address> chooseAddress(const MACAddress& mac,
                                          std::optional<IPv4Address> requested,
-                                         std::span<const Lease> leases, const AddressRange& pool,
+                                         const LeaseTable& table, const AddressRange& pool,
                                          const AddressPredicate& isUsable,
                                          const AddressPredicate& holderIsOffline, TimePoint now) {
-    const ActiveHolderIndex holders(mac, leases, pool, now);
     const auto available = [&](IPv4Address ip) {
-        return !holders.isHeldByAnotherClient(ip) && isUsable(ip);
+        const auto holder = table.holder(ip, now);
+        return (!holder || holder->mac == mac) && isUsable(ip);
     };
-
-    const auto* own = holders.clientFirstLease();
-    if (own != nullptr && available(own->ip)) {
+    const auto own = table.lease(mac);
+    if (own && available(own->ip)) {
         return own->ip;
     }
     if (requested && available(*requested)) {
         return requested;
     }
-    for (std::int64_t offset = 0; offset < pool.count(); ++offset) {
-        const IPv4Address candidate(pool.first.value() + static_cast<std::uint32_t>(offset));
-        if (available(candidate)) {
-            return candidate;
+    if (table.hasRepeatedClients()) {
+        // A later record of the client may hold an address it could take: walk them all.
+        for (std::int64_t offset = 0; offset < pool.count(); ++offset) {
+            const IPv4Address candidate(pool.first.value() + static_cast<std::uint32_t>(offset));
+            if (available(candidate)) {
+                return candidate;
+            }
         }
+    } else if (const auto free = table.lowestFree(pool, now, isUsable)) {
+        // With one record per client, the client's own was tried above.
+        return free;
     }
-    return reclaimableAddress(mac, leases, isUsable, holderIsOffline, now);
+    return reclaimableAddress(mac, table.leases(), isUsable, holderIsOffline, now);
 }
 
 } // namespace corvane

@@ -6,6 +6,7 @@
 
 #include "core/address/address_range.hpp"
 #include "core/leases/lease.hpp"
+#include "core/leases/lease_table.hpp"
 
 namespace corvane {
 
@@ -22,7 +23,7 @@ bool isAvailable(IPv4Address ip, const MACAddress& mac, std::span<const Lease> l
 // exhausted. The predicates must be pure: they may be asked in any order.
 std::optional<IPv4Address> chooseAddress(const MACAddress& mac,
                                          std::optional<IPv4Address> requested,
-                                         std::span<const Lease> leases, const AddressRange& pool,
+                                         const LeaseTable& table, const AddressRange& pool,
                                          const AddressPredicate& isUsable,
                                          const AddressPredicate& holderIsOffline, TimePoint now);
 

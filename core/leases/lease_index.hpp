@@ -23,6 +23,7 @@ public:
 
     void rebuild(std::span<const Lease> leases);
 
+    std::size_t clientCount() const { return firstByMAC_.size(); }
     // The position of the client's first record.
     std::optional<std::size_t> firstOf(const MACAddress& mac) const;
     // The lowest position among the records for `ip` that `holds`; `holds` is asked about

@@ -57,16 +57,52 @@ bool LeaseTable::isQuarantined(IPv4Address ip, TimePoint now) const {
         quarantine_, [&](const Quarantine& entry) { return entry.ip == ip && entry.holds(now); });
 }
 
+std::optional<IPv4Address>
+LeaseTable::lowestFree(const AddressRange& pool, TimePoint now,
+                       const std::function<bool(IPv4Address)>& usable) const {
+    if (!free_.covers(pool) || now < free_.referenceTime()) {
+        free_.rebuild(pool, now, leases_);
+    } else {
+        free_.advance(now,
+                      [this](IPv4Address ip, TimePoint at) { return holder(ip, at).has_value(); });
+    }
+    return free_.lowestFree(usable);
+}
+
+void LeaseTable::addressChanged(const Lease& lease) {
+    if (!free_.isBuilt()) {
+        return;
+    }
+    // Every change queues its expiry; a queue far longer than the table is mostly stale.
+    if (free_.pendingExpiries() > 4 * leases_.size() + 4096) {
+        free_.invalidate();
+        return;
+    }
+    free_.changed(lease, holder(lease.ip, free_.referenceTime()).has_value());
+}
+
+void LeaseTable::addressReleased(IPv4Address ip) {
+    if (free_.isBuilt()) {
+        free_.released(ip, holder(ip, free_.referenceTime()).has_value());
+    }
+}
+
 void LeaseTable::upsert(const Lease& lease) {
     changes_.mark(lease.mac);
     if (const auto position = index_.firstOf(lease.mac)) {
         auto& record = leases_[*position];
+        const auto previous = record.ip;
         index_.readdressed(*position, record.ip, lease.ip);
         record = lease;
+        if (previous != lease.ip) {
+            addressReleased(previous);
+        }
+        addressChanged(lease);
         return;
     }
     leases_.push_back(lease);
     index_.appended(leases_.size() - 1, leases_.back());
+    addressChanged(lease);
 }
 
 std::optional<Lease> LeaseTable::remove(const MACAddress& mac) {
@@ -79,6 +115,7 @@ std::optional<Lease> LeaseTable::remove(const MACAddress& mac) {
     changes_.mark(removed.mac);
     leases_.erase(found);
     index_.erased(*position, removed, leases_);
+    addressReleased(removed.ip);
     return removed;
 }
 
@@ -105,6 +142,7 @@ int LeaseTable::clearInactive(TimePoint now) {
     });
     if (removed > 0) {
         index_.rebuild(leases_);
+        free_.invalidate();
     }
     return static_cast<int>(removed);
 }
@@ -122,6 +160,7 @@ std::vector<Lease> LeaseTable::dropOutside(const AddressRange& range) {
     leases_ = std::move(kept);
     if (!dropped.empty()) {
         index_.rebuild(leases_);
+        free_.invalidate();
     }
     return dropped;
 }

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/address/address_range.hpp"
+#include "core/leases/free_address_index.hpp"
 #include "core/leases/lease.hpp"
 #include "core/leases/lease_index.hpp"
 #include "core/leases/quarantine.hpp"
@@ -36,6 +37,12 @@ public:
     // expired records never hold, even when they come first.
     std::optional<Lease> holder(IPv4Address ip, TimePoint now) const;
     bool isQuarantined(IPv4Address ip, TimePoint now) const;
+    // Only a list given whole may name a client twice; every change keeps one record each.
+    bool hasRepeatedClients() const { return index_.clientCount() != leases_.size(); }
+    // The lowest address of `pool` that no record holds at `now` and `usable` accepts. Kept
+    // as an index between calls, so a DISCOVER costs the same at any table size.
+    std::optional<IPv4Address> lowestFree(const AddressRange& pool, TimePoint now,
+                                          const std::function<bool(IPv4Address)>& usable) const;
 
     // Replaces the client's first record in place, or appends a new client at the end.
     void upsert(const Lease& lease);
@@ -82,7 +89,13 @@ public:
 private:
     std::vector<Lease> leases_;
     std::vector<Quarantine> quarantine_;
+    void addressChanged(const Lease& lease);
+    void addressReleased(IPv4Address ip);
+
     LeaseIndex index_;
+    // Built on the first question, then kept in step; a question about an earlier time or
+    // another pool rebuilds it.
+    mutable FreeAddressIndex free_;
     Changes changes_;
 };
 

@@ -90,7 +90,7 @@ void ResponderWorker::handle(DHCPMessageType type) {
 
 void ResponderWorker::discover() {
     const auto ip = chooseAddress(
-        mac_, packet_.requestedIP(), table_.leases(), config_.range(),
+        mac_, packet_.requestedIP(), table_, config_.range(),
         [this](IPv4Address candidate) { return usable(candidate); },
         [this](IPv4Address candidate) { return holderIsOffline(candidate); }, now_);
     if (!ip) {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/leases/active_holder_index.hpp"
 #include "core/leases/address_allocation.hpp"
 #include "tests/leases/lease_fixtures.hpp"
 
@@ -167,7 +166,8 @@ TEST(ChooseAddressProperty, AgreesWithTheLiteralRulesOnRandomTables) {
         };
         const auto expected = literallyChoose(world.client, world.requested, world.leases,
                                               world.pool, isUsable, holderIsOffline, now);
-        const auto chosen = chooseAddress(world.client, world.requested, world.leases, world.pool,
+        const LeaseTable table(world.leases, {});
+        const auto chosen = chooseAddress(world.client, world.requested, table, world.pool,
                                           isUsable, holderIsOffline, now);
         ASSERT_EQ(chosen, expected.address)
             << "seed " << seed << ", case " << index << ": " << world.describe();
@@ -190,7 +190,8 @@ TEST(ChooseAddress, WalkReachesTheTopOfTheAddressSpace) {
     const AddressPredicate isUsable = [&](IPv4Address ip) { return pool.contains(ip); };
     const AddressPredicate never = [](IPv4Address) { return false; };
     const std::vector leases = {boundUntil(macNumbered(1), "255.255.255.254", 60)};
-    EXPECT_EQ(chooseAddress(macNumbered(0xC1), std::nullopt, leases, pool, isUsable, never, now),
+    EXPECT_EQ(chooseAddress(macNumbered(0xC1), std::nullopt, LeaseTable(leases, {}), pool, isUsable,
+                            never, now),
               IPv4Address::broadcast);
 }
 

@@ -127,6 +127,18 @@ TEST(LeaseTableIndex, ChangesAndLookupsAgreeWithTheLiteralRulesAfterEveryChange)
                               literal.holder(ip, secondsFromNow(offset)));
                 }
             }
+            // A clock that only moves forward keeps the free-address index incremental.
+            const auto at = now + std::chrono::milliseconds(100 * step);
+            const AddressRange pool{address("10.0.0.1"), address("10.0.0.6")};
+            const auto usable = [](IPv4Address ip) { return ip != address("10.0.0.3"); };
+            std::optional<IPv4Address> lowest;
+            for (auto ip = pool.first; !lowest && ip <= pool.last;
+                 ip = IPv4Address(ip.value() + 1)) {
+                if (usable(ip) && !literal.holder(ip, at)) {
+                    lowest = ip;
+                }
+            }
+            ASSERT_EQ(table.lowestFree(pool, at, usable), lowest);
         }
     }
 }
