@@ -83,6 +83,10 @@ std::optional<Lease> LeaseTable::remove(const MACAddress& mac) {
 void LeaseTable::addQuarantine(IPv4Address ip, TimePoint until, const MACAddress& reportedBy) {
     std::erase_if(quarantine_, [&](const Quarantine& entry) { return entry.ip == ip; });
     quarantine_.push_back(Quarantine{ip, until, reportedBy});
+    if (quarantine_.size() > Quarantine::maxEntries) {
+        quarantine_.erase(quarantine_.begin(),
+                          quarantine_.end() - static_cast<std::ptrdiff_t>(Quarantine::maxEntries));
+    }
 }
 
 void LeaseTable::pruneQuarantine(TimePoint now) {
