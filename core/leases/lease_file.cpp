@@ -14,6 +14,7 @@
 
 #include "core/address/address_json.hpp"
 #include "core/leases/lease_document.hpp"
+#include "core/leases/lease_document_reader.hpp"
 
 namespace corvane {
 
@@ -73,29 +74,6 @@ int writeNewFile(const fs::path& path, std::string_view content) {
     return error;
 }
 
-// The table when `content` is a version 1 lease document; no value for anything else,
-// whatever the reason.
-std::optional<LeaseTable> decodeContents(const std::string& content) {
-    try {
-        const auto document = json::parse(content);
-        if (!document.is_object()) {
-            return std::nullopt;
-        }
-        auto leases = document.at("leases").get<std::vector<Lease>>();
-        auto quarantine = document.at("quarantine").get<std::vector<Quarantine>>();
-        const auto& version = document.at("version");
-        if (!version.is_number_integer() ||
-            version.get<std::int64_t>() != LeaseFile::currentVersion) {
-            return std::nullopt;
-        }
-        return LeaseTable(std::move(leases), std::move(quarantine));
-    } catch (const json::exception&) {
-        return std::nullopt;
-    } catch (const DecodingError&) {
-        return std::nullopt;
-    }
-}
-
 // A file edited by hand or written by an older build may list a client twice. The record
 // seen most recently wins (the earlier one on a tie) and takes the place of the client's
 // first appearance.
@@ -121,6 +99,25 @@ std::vector<Lease> oneRecordPerMAC(std::vector<Lease> leases) {
         }
     }
     return unique;
+}
+
+// What a file says, with one record per client; no value when there is no file. `contents`
+// is empty when the file is not a lease document at all.
+struct FileReading {
+    std::optional<LeaseDocumentContents> contents;
+};
+
+std::optional<FileReading> readLeaseFile(const fs::path& path) {
+    std::error_code statusError;
+    if (fs::status(path, statusError).type() == fs::file_type::not_found) {
+        return std::nullopt;
+    }
+    auto contents = decodeLeaseDocument(readWholeFile(path), LeaseFile::currentVersion);
+    if (contents) {
+        contents->table =
+            LeaseTable(oneRecordPerMAC(contents->table.leases()), contents->table.quarantine());
+    }
+    return FileReading{std::move(contents)};
 }
 
 // The local time of `now` as yyyymmdd-hhmmss, for the set-aside name.
@@ -232,18 +229,33 @@ fs::path LeaseFile::defaultPath(const EnvironmentLookup& environment) {
 }
 
 LeaseFile::LoadResult LeaseFile::load(TimePoint now) const {
-    std::error_code statusError;
-    if (fs::status(path_, statusError).type() == fs::file_type::not_found) {
+    auto result = readLeaseFile(path_);
+    if (!result) {
         return {};
     }
-    const auto content = readWholeFile(path_);
-    if (const auto table = decodeContents(content)) {
-        return {LeaseTable(oneRecordPerMAC(table->leases()), table->quarantine()), std::nullopt};
+    if (result->contents && result->contents->droppedRecords.empty()) {
+        return {std::move(result->contents->table), std::nullopt, {}};
     }
     auto destination = path_;
     destination += ".corrupt-" + stamp(now);
     moveAside(path_, destination);
-    return {LeaseTable(), destination};
+    if (!result->contents) {
+        return {LeaseTable(), destination, {}};
+    }
+    return {std::move(result->contents->table), destination,
+            std::move(result->contents->droppedRecords)};
+}
+
+LeaseFile::LoadResult LeaseFile::read() const {
+    auto result = readLeaseFile(path_);
+    if (!result) {
+        return {};
+    }
+    if (!result->contents) {
+        throw LeaseFileError::notALeaseFile(path_);
+    }
+    return {std::move(result->contents->table), std::nullopt,
+            std::move(result->contents->droppedRecords)};
 }
 
 void LeaseFile::save(const LeaseTable& table) const {
