@@ -100,7 +100,7 @@ int serve(const ServeOptions& options) {
     LogFileWriter logFile(options.logDirectory.empty()
                               ? LogFileWriter::defaultDirectory()
                               : std::filesystem::path(options.logDirectory),
-                          zone);
+                          zone, [](const std::string& problem) { std::cerr << problem << "\n"; });
     const auto server = DHCPServer::create(DHCPServer::Options{
         config, TransportMode::interface(card.bsdName), card.mac, leaseFile, !options.noPresence});
     try {
