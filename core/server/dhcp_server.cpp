@@ -7,6 +7,7 @@
 #include <asio/post.hpp>
 #include <pthread.h>
 
+#include "core/events/notice_texts.hpp"
 #include "core/host/interfaces.hpp"
 #include "core/server/server_texts.hpp"
 
@@ -128,6 +129,7 @@ void DHCPServer::startServing() {
         emit(ServerEvent::LeaseChanged{lease});
     }
     if (!options_.mode.isLoopback()) {
+        cardKind_ = Interfaces::linkKind(interfaceName_).value_or("");
         const auto media = Interfaces::mediaStatus(interfaceName_);
         linkUp_ = media.linkUp;
         emit(ServerEvent::Link{media.linkUp, media.description});
@@ -159,11 +161,18 @@ void DHCPServer::stopServing() {
 
 void DHCPServer::loadLeases() {
     leaseFileWritable_ = true;
+    bool keptFromDamagedFile = false;
     try {
         auto loaded = options_.leaseFile.load(clock_());
         table_ = std::move(loaded.table);
         if (loaded.setAsideURL) {
-            raise(Notice::leaseFileSetAside(*loaded.setAsideURL));
+            raise(Notice::leaseFileSetAside(*loaded.setAsideURL, table_.leases().size()));
+        }
+        if (!loaded.droppedRecords.empty()) {
+            emit(ServerEvent::Info{notice_texts::leaseRecordsDropped(
+                table_.leases().size() + table_.quarantine().size(), loaded.droppedRecords)});
+            // The damaged file went aside: the records kept must be on disk again at once.
+            keptFromDamagedFile = true;
         }
     } catch (const std::exception& error) {
         leaseFileWritable_ = false;
@@ -175,7 +184,7 @@ void DHCPServer::loadLeases() {
         emit(ServerEvent::Info{server_texts::droppedOutsideRange(lease.ip, lease.mac)});
         emit(ServerEvent::LeaseRemoved{lease.mac});
     }
-    if (!dropped.empty()) {
+    if (!dropped.empty() || keptFromDamagedFile) {
         persist();
     }
 }
@@ -194,7 +203,11 @@ void DHCPServer::persist() {
 }
 
 void DHCPServer::emit(ServerEvent event) {
-    events_.push(std::move(event));
+    dropFolding_.pass(std::move(event), clock_(), passed_);
+    for (auto& passed : passed_) {
+        events_.push(std::move(passed));
+    }
+    passed_.clear();
 }
 
 // Raising a kind that is already raised reports it again: its consumers replace by kind.
