@@ -8,6 +8,7 @@
 #include "cli/text_table.hpp"
 #include "cli/usage_error.hpp"
 #include "core/config/duration_text.hpp"
+#include "core/events/notice.hpp"
 #include "core/events/notice_texts.hpp"
 #include "core/leases/lease_file.hpp"
 
@@ -27,16 +28,40 @@ void addLeaseFileOption(CLI::App& command, LeaseFileOption& option) {
                        "The lease file to use instead of the user's leases.json");
 }
 
-// Loads the table for reading or editing. A damaged file is moved aside by the load, and the
-// user is told where it went.
-std::optional<LeaseTable> loadTable(const LeaseFile& file, TimePoint now) {
+void reportDroppedRecords(const LeaseFile::LoadResult& result) {
+    if (!result.droppedRecords.empty()) {
+        std::cerr << notice_texts::leaseRecordsDropped(result.table.leases().size() +
+                                                           result.table.quarantine().size(),
+                                                       result.droppedRecords)
+                  << "\n";
+    }
+}
+
+// Loads the table for editing. A damaged file is moved aside by the load, and the user is
+// told where it went and which records were left out.
+std::optional<LeaseFile::LoadResult> loadForEditing(const LeaseFile& file, TimePoint now) {
     try {
-        const auto result = file.load(now);
+        auto result = file.load(now);
         if (result.setAsideURL) {
-            std::cerr << notice_texts::leaseFileSetAside(result.setAsideURL->filename().string())
+            std::cerr << Notice::leaseFileSetAside(*result.setAsideURL,
+                                                   result.table.leases().size())
+                             .message
                       << "\n";
         }
-        return result.table;
+        reportDroppedRecords(result);
+        return result;
+    } catch (const LeaseFileError& error) {
+        std::cerr << texts::leaseFileUnreadable(error.what()) << "\n";
+        return std::nullopt;
+    }
+}
+
+// Reads the table for showing; the file stays exactly as it is, damaged or not.
+std::optional<LeaseTable> readForShowing(const LeaseFile& file) {
+    try {
+        auto result = file.read();
+        reportDroppedRecords(result);
+        return std::move(result.table);
     } catch (const LeaseFileError& error) {
         std::cerr << texts::leaseFileUnreadable(error.what()) << "\n";
         return std::nullopt;
@@ -58,7 +83,7 @@ std::string expiryText(const Lease& lease, TimePoint now) {
 int showLeases(const LeaseFileOption& option) {
     const auto file = option.file();
     const auto now = std::chrono::system_clock::now();
-    const auto table = loadTable(file, now);
+    const auto table = readForShowing(file);
     if (!table) {
         return refusedStatus;
     }
@@ -87,18 +112,20 @@ template <typename Edit> int editLeases(const LeaseFile& file, Edit edit) {
         return refusedStatus;
     }
     const auto now = std::chrono::system_clock::now();
-    auto table = loadTable(file, now);
-    if (!table) {
+    auto loaded = loadForEditing(file, now);
+    if (!loaded) {
         return refusedStatus;
     }
+    auto* table = &loaded->table;
     const auto before = *table;
     const auto outcome = edit(*table, now);
     if (!outcome) {
         return refusedStatus;
     }
     try {
-        // An edit that changed nothing leaves the file, or its absence, as it was.
-        if (*table != before) {
+        // An edit that changed nothing leaves the file, or its absence, as it was, unless a
+        // damaged file went aside and the records kept from it must be written back.
+        if (*table != before || (loaded->setAsideURL && !loaded->droppedRecords.empty())) {
             file.save(*table);
         }
     } catch (const LeaseFileError& error) {

@@ -101,7 +101,7 @@ int serve(const ServeOptions& options) {
     LogFileWriter logFile(options.logDirectory.empty()
                               ? LogFileWriter::defaultDirectory()
                               : std::filesystem::path(options.logDirectory),
-                          zone);
+                          zone, [](const std::string& problem) { std::cerr << problem << "\n"; });
     const bool sync = options.sync || (settings && settings->syncLeaseWrites());
     const auto server =
         DHCPServer::create(DHCPServer::Options{config, TransportMode::interface(card.bsdName),

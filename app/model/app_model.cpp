@@ -1,5 +1,6 @@
 #include "app/model/app_model.hpp"
 
+#include <QMetaObject>
 #include <algorithm>
 
 #include "app/model/app_texts.hpp"
@@ -13,7 +14,14 @@ namespace corvane {
 AppModel::AppModel(AppModelEnvironment environment, QObject* parent)
     : QObject(parent), environment_(std::move(environment)), settings_(environment_.settingsPath),
       leaseFile_(environment_.leaseFilePath),
-      logWriter_(std::make_unique<LogFileWriter>(environment_.logDirectory)),
+      logWriter_(std::make_unique<LogFileWriter>(
+          environment_.logDirectory, localTimeZone(),
+          // From the writer's thread: the line joins the live log on the model's own.
+          [this](const std::string& problem) {
+              QMetaObject::invokeMethod(
+                  this, [this, problem] { appendLog(problem, LogLine::Kind::notice); },
+                  Qt::QueuedConnection);
+          })),
       lifeline_(std::make_shared<Lifeline>(this)) {
     sinceLaunch_.start();
     config_ = settings_.serverConfig();

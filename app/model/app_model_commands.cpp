@@ -2,6 +2,7 @@
 
 #include "app/model/app_model.hpp"
 #include "app/model/app_texts.hpp"
+#include "core/events/notice_texts.hpp"
 #include "core/host/host_setup.hpp"
 #include "core/host/host_texts.hpp"
 #include "core/leases/lease_file_error.hpp"
@@ -167,19 +168,29 @@ void AppModel::editLeaseFile(const std::function<void(LeaseTable&)>& edit) {
         auto loaded = leaseFile_.load(now());
         auto table = loaded.table;
         edit(table);
-        if (table != loaded.table) {
+        // A damaged file went aside: what was kept from it must be written back.
+        if (table != loaded.table || !loaded.droppedRecords.empty()) {
             leaseFile_.save(table);
         }
-        state_.loadLeases(LeaseFile::LoadResult{table, loaded.setAsideURL});
+        state_.loadLeases(LeaseFile::LoadResult{table, loaded.setAsideURL, loaded.droppedRecords});
         Q_EMIT stateChanged();
     } catch (const LeaseFileError& error) {
         setLastError(error.what());
     }
 }
 
+// Only looks: a damaged file stays where it is until a server or an edit sets it aside.
 void AppModel::loadLeasesForDisplay() {
     try {
-        state_.loadLeases(leaseFile_.load(now()));
+        const auto shown = leaseFile_.read();
+        state_.loadLeases(shown);
+        if (!shown.droppedRecords.empty()) {
+            appendLabeled(app_texts::leaseLabel,
+                          notice_texts::leaseRecordsDropped(shown.table.leases().size() +
+                                                                shown.table.quarantine().size(),
+                                                            shown.droppedRecords),
+                          LogLine::Kind::notice);
+        }
         Q_EMIT stateChanged();
     } catch (const LeaseFileError& error) {
         appendLabeled(app_texts::leaseLabel, app_texts::couldNotReadLeases(error.what()),

@@ -13,6 +13,7 @@
 
 #include "core/address/address_json.hpp"
 #include "core/config/config_texts.hpp"
+#include "core/files/private_files.hpp"
 
 namespace corvane {
 namespace {
@@ -24,7 +25,7 @@ struct FileUnreadable {
 using FileContents = std::variant<std::string, FileMissing, FileUnreadable>;
 
 FileContents readWholeFile(const std::filesystem::path& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
     if (descriptor < 0) {
         // ENOTDIR: a plain file stands where a folder on the way should be, so there is
         // no settings file either; writing will then report why it cannot create one.
@@ -79,8 +80,9 @@ bool writeAll(int descriptor, std::string_view text) {
     return true;
 }
 
-// A symbolic link (a dotfiles repository, say) stays a link: the file it points to is the
-// one replaced.
+// A symbolic link to the user's own settings (a dotfiles repository, say) stays a link: the
+// file it points to is read and replaced, and only through its resolved path, so every open
+// below can refuse links. A dangling link does not resolve and is refused like any other.
 std::filesystem::path resolvedTarget(const std::filesystem::path& path) {
     std::error_code error;
     auto target = std::filesystem::canonical(path, error);
@@ -97,9 +99,7 @@ void replaceAtomically(const std::filesystem::path& target, const std::string& t
     if (folder.empty()) {
         folder = ".";
     }
-    std::error_code created;
-    std::filesystem::create_directories(folder, created);
-    if (created) {
+    if (const auto created = private_files::createFolders(folder)) {
         throw fail(created.value());
     }
     std::string hiddenName = ".";
@@ -130,15 +130,10 @@ void replaceAtomically(const std::filesystem::path& target, const std::string& t
 }
 
 // Keeps a damaged settings file beside the new one, so that a hand edit with a typo is not
-// silently thrown away.
-void keepDamagedCopy(const std::filesystem::path& target) {
-    std::error_code error;
-    std::filesystem::copy_file(target, target.string() + ".unreadable",
-                               std::filesystem::copy_options::overwrite_existing, error);
-    if (error) {
-        throw SettingsFileError(
-            config_texts::settingsNotSaved(target.string(), reasonFor(error.value())));
-    }
+// silently thrown away. Written like the settings themselves, so a link in its place is
+// replaced, not followed.
+void keepDamagedCopy(const std::filesystem::path& target, const std::string& text) {
+    replaceAtomically(target.string() + ".unreadable", text);
 }
 
 } // namespace
@@ -172,7 +167,7 @@ std::optional<std::filesystem::path> SettingsFile::pathFor(const char* xdgConfig
 }
 
 nlohmann::json SettingsFile::readAll() const {
-    const auto contents = readWholeFile(path_);
+    const auto contents = readWholeFile(resolvedTarget(path_));
     if (const auto* text = std::get_if<std::string>(&contents)) {
         if (auto document = settingsObject(*text)) {
             return std::move(*document);
@@ -254,7 +249,7 @@ void SettingsFile::replaceKey(std::string_view key, const std::optional<nlohmann
         if (auto document = settingsObject(*text)) {
             settings = std::move(*document);
         } else if (!text->empty()) {
-            keepDamagedCopy(target);
+            keepDamagedCopy(target, *text);
         }
     }
     if (value) {

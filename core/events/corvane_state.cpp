@@ -75,7 +75,7 @@ void CorvaneState::loadLeases(const LeaseFile::LoadResult& result) {
         leases.try_emplace(lease.mac, lease);
     }
     if (result.setAsideURL) {
-        raise(Notice::leaseFileSetAside(*result.setAsideURL));
+        raise(Notice::leaseFileSetAside(*result.setAsideURL, result.table.leases().size()));
     }
 }
 

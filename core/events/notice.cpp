@@ -32,9 +32,11 @@ Notice Notice::adapterUnplugged() {
     return {NoticeKind::adapterUnplugged, notice_texts::adapterUnplugged()};
 }
 
-Notice Notice::leaseFileSetAside(const std::filesystem::path& movedTo) {
-    return {NoticeKind::leaseFileSetAside,
-            notice_texts::leaseFileSetAside(movedTo.filename().string())};
+Notice Notice::leaseFileSetAside(const std::filesystem::path& movedTo, std::size_t keptLeases) {
+    const auto name = movedTo.filename().string();
+    return {NoticeKind::leaseFileSetAside, keptLeases == 0
+                                               ? notice_texts::leaseFileSetAside(name)
+                                               : notice_texts::leaseFileRepaired(name, keptLeases)};
 }
 
 } // namespace corvane

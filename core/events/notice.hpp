@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -26,7 +27,9 @@ struct Notice {
     static Notice linkDown(std::string_view card);
     static Notice adapterUnplugged();
     // Names only the file the damaged lease file was moved to, not its folder.
-    static Notice leaseFileSetAside(const std::filesystem::path& movedTo);
+    // With `keptLeases`, only some records were damaged and the rest are kept.
+    static Notice leaseFileSetAside(const std::filesystem::path& movedTo,
+                                    std::size_t keptLeases = 0);
 
     friend bool operator==(const Notice&, const Notice&) = default;
 };

@@ -40,4 +40,24 @@ std::string leaseFileSetAside(std::string_view movedFileName) {
            ". Starting with no leases.";
 }
 
+std::string leaseFileRepaired(std::string_view movedFileName, std::size_t keptLeases) {
+    return "Some records of the lease file could not be read; the file was moved to " +
+           std::string(movedFileName) + ". Starting with the " + std::to_string(keptLeases) +
+           (keptLeases == 1 ? " lease" : " leases") + " that could be read.";
+}
+
+std::string leaseRecordsDropped(std::size_t kept, const std::vector<std::string>& dropped) {
+    // A file damaged throughout would otherwise give one line the size of the file.
+    constexpr std::size_t listed = 10;
+    std::string text = "lease file: kept " + std::to_string(kept) + " records, dropped " +
+                       std::to_string(dropped.size()) + ": ";
+    for (std::size_t index = 0; index < dropped.size() && index < listed; ++index) {
+        text += (index > 0 ? "; " : "") + dropped[index];
+    }
+    if (dropped.size() > listed) {
+        text += "; and " + std::to_string(dropped.size() - listed) + " more";
+    }
+    return text;
+}
+
 } // namespace corvane::notice_texts

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/address/ipv4_address.hpp"
 
@@ -17,5 +19,10 @@ std::string leaseFileUnreadable(std::string_view error);
 std::string linkDown(std::string_view card);
 std::string adapterUnplugged();
 std::string leaseFileSetAside(std::string_view movedFileName);
+// The file was set aside for some records only; the other `keptLeases` leases stay.
+std::string leaseFileRepaired(std::string_view movedFileName, std::size_t keptLeases);
+// The info line that goes with a partly read lease file: how many records were kept and
+// which were left out.
+std::string leaseRecordsDropped(std::size_t kept, const std::vector<std::string>& dropped);
 
 } // namespace corvane::notice_texts

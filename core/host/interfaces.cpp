@@ -174,22 +174,39 @@ std::vector<NetworkCard> Interfaces::list(const ProcessRunner& runner) {
     return cards;
 }
 
-std::optional<std::string> Interfaces::bsdName(const MACAddress& mac) {
+std::optional<std::string> Interfaces::bsdName(const MACAddress& mac, std::string_view kind) {
     for (const auto& link : Rtnetlink::links()) {
-        if (macOf(link) == mac) {
+        if (macOf(link) == mac && link.kind == kind) {
             return link.name;
         }
     }
     return std::nullopt;
 }
 
-Interfaces::MediaStatus Interfaces::mediaStatus(const std::string& bsdName) {
+std::optional<std::string> Interfaces::linkKind(const std::string& bsdName) {
     for (const auto& link : Rtnetlink::links()) {
+        if (link.name == bsdName) {
+            return link.kind;
+        }
+    }
+    return std::nullopt;
+}
+
+Interfaces::MediaStatus Interfaces::mediaStatus(const std::string& bsdName) {
+    return readMediaStatus(bsdName).value_or(MediaStatus{});
+}
+
+std::optional<Interfaces::MediaStatus> Interfaces::readMediaStatus(const std::string& bsdName) {
+    const auto links = Rtnetlink::tryLinks();
+    if (!links) {
+        return std::nullopt;
+    }
+    for (const auto& link : *links) {
         if (link.name == bsdName) {
             return mediaOf(link);
         }
     }
-    return {};
+    return MediaStatus{};
 }
 
 std::vector<InterfaceAddress> Interfaces::interfaceAddresses() {

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/address/mac_address.hpp"
@@ -49,8 +50,15 @@ public:
                                                       const std::optional<MACAddress>& remembered,
                                                       bool isRunning,
                                                       bool showVirtualCards = false);
-    static std::optional<std::string> bsdName(const MACAddress& mac);
+    // The card with this MAC and of this kind (Rtnetlink::Link::kind: empty for hardware,
+    // "veth"...). A bridge, bond or VLAN takes the MAC of a card it holds, and must never
+    // be taken for the card itself.
+    static std::optional<std::string> bsdName(const MACAddress& mac, std::string_view kind);
+    // The kind of the card with this name; no value when there is none.
+    static std::optional<std::string> linkKind(const std::string& bsdName);
     static MediaStatus mediaStatus(const std::string& bsdName);
+    // The same, but no value when the kernel could not be asked, which is not a link down.
+    static std::optional<MediaStatus> readMediaStatus(const std::string& bsdName);
     // Speed in Mb/s and duplex as ethtool reports them (DUPLEX_HALF, DUPLEX_FULL, or
     // unknown); an unknown speed has no description.
     static std::optional<std::string> describeMedia(std::uint32_t speed, std::uint8_t duplex);

@@ -24,12 +24,13 @@ template <typename Payload> struct DumpRequest {
 };
 
 // Sends one dump request and hands every answer message to `visit`. A dump that stalls
-// ends after the receive time limit rather than hanging its caller.
+// ends after the receive time limit rather than hanging its caller. False when the kernel
+// could not be asked or did not give a whole answer: what was visited is then incomplete.
 template <typename Payload>
-void dump(std::uint16_t type, const Payload& payload, const MessageVisitor& visit) {
+bool dump(std::uint16_t type, const Payload& payload, const MessageVisitor& visit) {
     const int socketDescriptor = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
     if (socketDescriptor < 0) {
-        return;
+        return false;
     }
     const timeval limit{2, 0};
     setsockopt(socketDescriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
@@ -45,11 +46,12 @@ void dump(std::uint16_t type, const Payload& payload, const MessageVisitor& visi
     if (sendto(socketDescriptor, &request, sizeof request, 0,
                reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) < 0) {
         close(socketDescriptor);
-        return;
+        return false;
     }
 
     std::vector<char> buffer(65536);
     bool finished = false;
+    bool complete = false;
     while (!finished) {
         const auto received = recv(socketDescriptor, buffer.data(), buffer.size(), 0);
         if (received < 0 && errno == EINTR) {
@@ -66,12 +68,14 @@ void dump(std::uint16_t type, const Payload& payload, const MessageVisitor& visi
             }
             if (message->nlmsg_type == NLMSG_DONE || message->nlmsg_type == NLMSG_ERROR) {
                 finished = true;
+                complete = message->nlmsg_type == NLMSG_DONE;
                 break;
             }
             visit(*message);
         }
     }
     close(socketDescriptor);
+    return complete;
 }
 
 // Calls `visit(type, data, length)` for each attribute in a block.
@@ -108,8 +112,12 @@ std::string linkKindIn(const void* data, std::size_t length) {
 } // namespace
 
 std::vector<Rtnetlink::Link> Rtnetlink::links() {
+    return tryLinks().value_or(std::vector<Link>{});
+}
+
+std::optional<std::vector<Rtnetlink::Link>> Rtnetlink::tryLinks() {
     std::vector<Link> links;
-    dump(RTM_GETLINK, ifinfomsg{}, [&](const nlmsghdr& message) {
+    const bool complete = dump(RTM_GETLINK, ifinfomsg{}, [&](const nlmsghdr& message) {
         if (message.nlmsg_type != RTM_NEWLINK) {
             return;
         }
@@ -133,6 +141,9 @@ std::vector<Rtnetlink::Link> Rtnetlink::links() {
             links.push_back(std::move(link));
         }
     });
+    if (!complete) {
+        return std::nullopt;
+    }
     return links;
 }
 

@@ -42,6 +42,9 @@ public:
     static constexpr std::uint32_t foreverLifetime = 0xFFFFFFFFu;
 
     static std::vector<Link> links();
+    // The same list, or no value when the kernel could not be asked or its answer broke
+    // off: for callers that must not mistake a failed read for a card that has gone.
+    static std::optional<std::vector<Link>> tryLinks();
     static std::vector<Address> addresses();
     // IPv4 default routes of the main table, in the kernel's order.
     static std::vector<DefaultRoute> defaultRoutes();

@@ -14,6 +14,7 @@
 
 #include "core/address/address_json.hpp"
 #include "core/leases/lease_document.hpp"
+#include "core/leases/lease_document_reader.hpp"
 #include "core/leases/lease_journal.hpp"
 
 namespace corvane {
@@ -78,29 +79,6 @@ int writeNewFile(const fs::path& path, std::string_view content) {
     return error;
 }
 
-// The table when `content` is a version 1 lease document; no value for anything else,
-// whatever the reason.
-std::optional<LeaseTable> decodeContents(const std::string& content) {
-    try {
-        const auto document = json::parse(content);
-        if (!document.is_object()) {
-            return std::nullopt;
-        }
-        auto leases = document.at("leases").get<std::vector<Lease>>();
-        auto quarantine = document.at("quarantine").get<std::vector<Quarantine>>();
-        const auto& version = document.at("version");
-        if (!version.is_number_integer() ||
-            version.get<std::int64_t>() != LeaseFile::currentVersion) {
-            return std::nullopt;
-        }
-        return LeaseTable(std::move(leases), std::move(quarantine));
-    } catch (const json::exception&) {
-        return std::nullopt;
-    } catch (const DecodingError&) {
-        return std::nullopt;
-    }
-}
-
 // A file edited by hand or written by an older build may list a client twice. The record
 // seen most recently wins (the earlier one on a tie) and takes the place of the client's
 // first appearance.
@@ -126,6 +104,25 @@ std::vector<Lease> oneRecordPerMAC(std::vector<Lease> leases) {
         }
     }
     return unique;
+}
+
+// What a file says, with one record per client; no value when there is no file. `contents`
+// is empty when the file is not a lease document at all.
+struct FileReading {
+    std::optional<LeaseDocumentContents> contents;
+};
+
+std::optional<FileReading> readLeaseFile(const fs::path& path) {
+    std::error_code statusError;
+    if (fs::symlink_status(path, statusError).type() == fs::file_type::not_found) {
+        return std::nullopt;
+    }
+    auto contents = decodeLeaseDocument(readWholeFile(path), LeaseFile::currentVersion);
+    if (contents) {
+        contents->table =
+            LeaseTable(oneRecordPerMAC(contents->table.leases()), contents->table.quarantine());
+    }
+    return FileReading{std::move(contents)};
 }
 
 // The local time of `now` as yyyymmdd-hhmmss, for the set-aside name.
@@ -264,22 +261,40 @@ fs::path LeaseFile::journalPath() const {
 
 LeaseFile::LoadResult LeaseFile::load(TimePoint now) const {
     LoadResult result;
-    std::error_code statusError;
-    if (fs::symlink_status(path_, statusError).type() != fs::file_type::not_found) {
-        const auto content = readWholeFile(path_);
-        if (const auto table = decodeContents(content)) {
-            result.table = LeaseTable(oneRecordPerMAC(table->leases()), table->quarantine());
-        } else {
+    if (auto reading = readLeaseFile(path_)) {
+        if (reading->contents) {
+            result.table = std::move(reading->contents->table);
+            result.droppedRecords = std::move(reading->contents->droppedRecords);
+        }
+        if (!reading->contents || !result.droppedRecords.empty()) {
             auto destination = path_;
             destination += ".corrupt-" + stamp(now);
             moveAside(path_, destination);
             result.setAsideURL = destination;
         }
     }
+    replayJournal(result);
+    return result;
+}
+
+LeaseFile::LoadResult LeaseFile::read() const {
+    LoadResult result;
+    if (auto reading = readLeaseFile(path_)) {
+        if (!reading->contents) {
+            throw LeaseFileError::notALeaseFile(path_);
+        }
+        result.table = std::move(reading->contents->table);
+        result.droppedRecords = std::move(reading->contents->droppedRecords);
+    }
+    replayJournal(result);
+    return result;
+}
+
+// The journal holds the changes made since the snapshot; reading it changes nothing on disk.
+void LeaseFile::replayJournal(LoadResult& result) const {
     const auto replay = lease_journal::replay(readJournal(journalPath()), result.table);
     result.uncleanStop = replay.uncleanStop;
     result.table.takeChanges();
-    return result;
 }
 
 void LeaseFile::save(const LeaseTable& table) const {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/leases/lease_file_error.hpp"
 #include "core/leases/lease_table.hpp"
@@ -25,6 +26,9 @@ public:
         LeaseTable table;
         // Where an unreadable file was moved; absent when nothing was moved.
         std::optional<std::filesystem::path> setAsideURL;
+        // The records left out because they could not be read, one line each; the file
+        // holding them is the one set aside.
+        std::vector<std::string> droppedRecords;
         // The journal showed that the last server to use the file did not stop cleanly, so
         // changes it announced in its last moments may be missing.
         bool uncleanStop = false;
@@ -47,12 +51,19 @@ public:
     // A missing file gives an empty table. A file that is not a version 1 lease document is
     // moved aside (its name gets ".corrupt-" and the local time of `now`) and gives an empty
     // table. Throws LeaseFileError when the file cannot be read or moved.
+    // A file in which only some records cannot be read is moved aside the same way, and the
+    // rest of its records are kept.
     LoadResult load(TimePoint now) const;
+    // The same reading for commands that only look: nothing is ever moved or written. A
+    // file that is not a lease document throws LeaseFileError.
+    LoadResult read() const;
     // Writes the snapshot with fsync of the file and its folder, then empties the journal.
     // Throws LeaseFileError; the previous files then stay as they were.
     void save(const LeaseTable& table) const;
 
 private:
+    void replayJournal(LoadResult& result) const;
+
     std::filesystem::path path_;
 };
 

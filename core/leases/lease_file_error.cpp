@@ -1,5 +1,6 @@
 #include "core/leases/lease_file_error.hpp"
 
+#include <cerrno>
 #include <cstring>
 
 namespace corvane {
@@ -28,6 +29,13 @@ LeaseFileError LeaseFileError::couldNotSetAside(const std::filesystem::path& fil
                               destination.string() + ": " + systemText(errorNumber) +
                               ". Move or remove it yourself, then try again.",
                           errorNumber);
+}
+
+LeaseFileError LeaseFileError::notALeaseFile(const std::filesystem::path& file) {
+    return LeaseFileError("The lease file " + file.string() +
+                              " is not a lease file Corvane can read, and was left as it is. "
+                              "Start the server once to set it aside, or move it away yourself.",
+                          EINVAL);
 }
 
 LeaseFileError LeaseFileError::couldNotCreateFolder(const std::filesystem::path& folder,

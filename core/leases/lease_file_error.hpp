@@ -15,6 +15,8 @@ public:
     static LeaseFileError couldNotSetAside(const std::filesystem::path& file,
                                            const std::filesystem::path& destination,
                                            int errorNumber);
+    // Reported by commands that only look, which leave such a file where it is.
+    static LeaseFileError notALeaseFile(const std::filesystem::path& file);
     static LeaseFileError couldNotCreateFolder(const std::filesystem::path& folder,
                                                std::error_code error);
     static LeaseFileError couldNotWrite(const std::filesystem::path& file, int errorNumber);

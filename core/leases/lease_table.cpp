@@ -123,6 +123,10 @@ void LeaseTable::addQuarantine(IPv4Address ip, TimePoint until, const MACAddress
     std::erase_if(quarantine_, [&](const Quarantine& entry) { return entry.ip == ip; });
     changes_.quarantine = true;
     quarantine_.push_back(Quarantine{ip, until, reportedBy});
+    if (quarantine_.size() > Quarantine::maxEntries) {
+        quarantine_.erase(quarantine_.begin(),
+                          quarantine_.end() - static_cast<std::ptrdiff_t>(Quarantine::maxEntries));
+    }
 }
 
 void LeaseTable::pruneQuarantine(TimePoint now) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include <nlohmann/json.hpp>
 
 #include "core/address/ipv4_address.hpp"
@@ -11,6 +13,11 @@ namespace corvane {
 // An address held back from allocation after a client declined it or it proved to be in
 // use; the hold ends at `until` itself.
 struct Quarantine {
+    // Holds are few in normal use: one per address a device found taken. The bound keeps a
+    // storm of reports from growing the table and its file without limit; the oldest hold
+    // gives way first.
+    static constexpr std::size_t maxEntries = 4096;
+
     IPv4Address ip;
     TimePoint until;
     MACAddress reportedBy;

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <optional>
 #include <system_error>
 
 #include <fcntl.h>
@@ -10,6 +11,8 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include "core/files/private_files.hpp"
+#include "core/log/log_texts.hpp"
 #include "core/log/zoned_clock.hpp"
 
 namespace corvane {
@@ -37,10 +40,31 @@ std::filesystem::path homeDirectory(const char* home) {
     return {};
 }
 
+// The day a daily log file is named after; no value for any other name, so files the user
+// keeps beside the logs are never touched.
+std::optional<date::sys_days> dayOfFileName(const std::string& name) {
+    int year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    char end = 0;
+    if (name.size() != 14 ||
+        std::sscanf(name.c_str(), "%4d-%2u-%2u.lo%c", &year, &month, &day, &end) != 4 ||
+        end != 'g') {
+        return std::nullopt;
+    }
+    const date::year_month_day date{date::year{year}, date::month{month}, date::day{day}};
+    if (!date.ok()) {
+        return std::nullopt;
+    }
+    return date::sys_days(date);
+}
+
 } // namespace
 
-LogFileWriter::LogFileWriter(std::filesystem::path directory, const date::time_zone* zone)
-    : directory_(std::move(directory)), zone_(zone), worker_([this] { runTasks(); }) {}
+LogFileWriter::LogFileWriter(std::filesystem::path directory, const date::time_zone* zone,
+                             ProblemReport reportProblem, std::chrono::days retention)
+    : directory_(std::move(directory)), zone_(zone), reportProblem_(std::move(reportProblem)),
+      retention_(retention), worker_([this] { runTasks(); }) {}
 
 LogFileWriter::~LogFileWriter() {
     {
@@ -110,18 +134,53 @@ void LogFileWriter::runTasks() {
     }
 }
 
-void LogFileWriter::write(const std::string& line, TimePoint at) const {
-    std::error_code ignored;
-    std::filesystem::create_directories(directory_, ignored);
-    const auto path = directory_ / fileName(at, zone_);
-    // A fresh open per line: no handle outlives the line, so a file moved or deleted by the
-    // user is simply started again.
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    if (fd < 0) {
+void LogFileWriter::write(const std::string& line, TimePoint at) {
+    if (const auto error = private_files::createFolders(directory_)) {
+        report(directory_, log_texts::folderNotCreated(directory_, error.message()));
         return;
     }
+    const auto name = fileName(at, zone_);
+    if (name != currentFileName_) {
+        currentFileName_ = name;
+        removeOldFiles(at);
+    }
+    const auto path = directory_ / name;
+    // A fresh open per line: no handle outlives the line, so a file moved or deleted by the
+    // user is simply started again.
+    std::error_code error;
+    const int fd = private_files::openForAppend(path, error);
+    if (fd < 0) {
+        report(path, error == std::errc::too_many_symbolic_link_levels
+                         ? log_texts::fileIsLink(path)
+                         : log_texts::fileNotWritten(path, error.message()));
+        return;
+    }
+    lastReportedFile_.clear();
     writeFully(fd, line + "\n");
     ::close(fd);
+}
+
+// Runs when the day changes (and at the first line), so a long run keeps tidying up.
+void LogFileWriter::removeOldFiles(TimePoint at) const {
+    const auto today = ZonedClock::of(at, zone_);
+    const date::sys_days cutoff =
+        date::sys_days(date::year{today.year} / today.month / today.day) - retention_;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory_, error)) {
+        const auto day = dayOfFileName(entry.path().filename().string());
+        if (day && *day < cutoff && entry.is_regular_file(error) && !entry.is_symlink(error)) {
+            std::filesystem::remove(entry.path(), error);
+        }
+    }
+}
+
+// Once per file and kind of trouble, not once per line.
+void LogFileWriter::report(const std::filesystem::path& file, const std::string& text) {
+    if (!reportProblem_ || file == lastReportedFile_) {
+        return;
+    }
+    lastReportedFile_ = file;
+    reportProblem_(text);
 }
 
 } // namespace corvane

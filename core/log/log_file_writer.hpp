@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <filesystem>
@@ -15,14 +16,22 @@
 
 namespace corvane {
 
-// Appends log lines to one file per local calendar day. All disk work happens on the
-// writer's own thread, in the order lines were handed in, so callers never wait for the
-// disk; and it never reports anything: a line that cannot be written is simply lost.
+// Appends log lines to one file per local calendar day, readable by its user alone, and
+// removes day files older than the retention period. All disk work happens on the writer's
+// own thread, in the order lines were handed in, so callers never wait for the disk. A line
+// that cannot be written is lost; why is told once per file through `ProblemReport`.
 class LogFileWriter {
 public:
+    // Called on the writer's thread with a finished sentence for the user.
+    using ProblemReport = std::function<void(const std::string& text)>;
+
+    static constexpr std::chrono::days defaultRetention{30};
+
     // Starts the writer's thread; touches no file until the first line.
     explicit LogFileWriter(std::filesystem::path directory,
-                           const date::time_zone* zone = localTimeZone());
+                           const date::time_zone* zone = localTimeZone(),
+                           ProblemReport reportProblem = {},
+                           std::chrono::days retention = defaultRetention);
     // Writes every line handed in so far, then stops the thread.
     ~LogFileWriter();
     LogFileWriter(const LogFileWriter&) = delete;
@@ -47,10 +56,17 @@ public:
 private:
     void post(std::function<void()> task);
     void runTasks();
-    void write(const std::string& line, TimePoint at) const;
+    void write(const std::string& line, TimePoint at);
+    void removeOldFiles(TimePoint at) const;
+    void report(const std::filesystem::path& file, const std::string& text);
 
     const std::filesystem::path directory_;
     const date::time_zone* const zone_;
+    const ProblemReport reportProblem_;
+    const std::chrono::days retention_;
+    // Used on the writer's thread only.
+    std::string currentFileName_;
+    std::filesystem::path lastReportedFile_;
     std::mutex mutex_;
     std::condition_variable wake_;
     std::deque<std::function<void()>> tasks_;

@@ -31,6 +31,9 @@ struct DecisionContext {
     // Conflict probes made for this very request so far; true means the address answered.
     std::unordered_map<IPv4Address, bool> probes;
     TimePoint now;
+    // Whether the runtime can look for a device on an address. Without it nothing can show
+    // that a holder has gone, so an unexpired lease is never taken from its device.
+    bool probingAvailable = true;
 
     // Each probe holds the client's reply back by up to a second, so one packet gets only a
     // few; once they are spent, unprobed holders count as present.

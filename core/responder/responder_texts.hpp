@@ -25,6 +25,13 @@ inline std::string serverMessage(DHCPMessageType type) {
 }
 inline constexpr std::string_view poolExhausted = "address pool exhausted";
 inline constexpr std::string_view declineWithoutAddress = "DECLINE without a requested address";
+inline std::string declineOutsideRange(IPv4Address ip) {
+    return "DECLINE for " + ip.description() + ", which is outside the range";
+}
+inline std::string declineNotHeld(IPv4Address ip) {
+    return "DECLINE for " + ip.description() +
+           ", which this client was not offered and does not hold";
+}
 inline std::string informFromOtherNetwork(IPv4Address ciaddr) {
     return "INFORM from " + ciaddr.description() + ", which is not on this network";
 }

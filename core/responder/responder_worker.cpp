@@ -195,12 +195,20 @@ void ResponderWorker::decline() {
         drop(std::string(responder_texts::declineWithoutAddress), mac_);
         return;
     }
-    table_.addQuarantine(*ip, now_ + Timing::quarantine, mac_);
-    if (client_ && client_->ip == *ip) {
-        table_.remove(mac_);
-        client_.reset();
-        note(ServerEvent::LeaseRemoved{mac_});
+    // Only the device an address was lent to can know it is taken; anyone else could empty
+    // the pool with forged reports.
+    if (!config_.inRange(*ip)) {
+        drop(responder_texts::declineOutsideRange(*ip), mac_);
+        return;
     }
+    if (!clientHolds(*ip)) {
+        drop(responder_texts::declineNotHeld(*ip), mac_);
+        return;
+    }
+    table_.addQuarantine(*ip, now_ + Timing::quarantine, mac_);
+    table_.remove(mac_);
+    client_.reset();
+    note(ServerEvent::LeaseRemoved{mac_});
     note(ServerEvent::Info{
         responder_texts::declined(mac_, *ip, formatDuration(wholeSeconds(Timing::quarantine)))});
     tableChanged_ = true;
@@ -250,6 +258,9 @@ std::optional<Lease> ResponderWorker::otherHolder(IPv4Address ip, const MACAddre
 }
 
 bool ResponderWorker::holderIsOffline(IPv4Address ip) const {
+    if (!context_.probingAvailable) {
+        return false;
+    }
     // An offer is only a minute old: its device is busy taking it, not gone.
     if (const auto holder = table_.holder(ip, now_);
         holder && holder->state == Lease::State::offered) {

@@ -7,6 +7,7 @@
 #include <asio/post.hpp>
 #include <pthread.h>
 
+#include "core/events/notice_texts.hpp"
 #include "core/host/interfaces.hpp"
 #include "core/server/server_texts.hpp"
 
@@ -135,6 +136,7 @@ void DHCPServer::startServing() {
     }
     openJournal();
     if (!options_.mode.isLoopback()) {
+        cardKind_ = Interfaces::linkKind(interfaceName_).value_or("");
         const auto media = Interfaces::mediaStatus(interfaceName_);
         linkUp_ = media.linkUp;
         emit(ServerEvent::Link{media.linkUp, media.description});
@@ -171,7 +173,11 @@ void DHCPServer::loadLeases() {
         auto loaded = options_.leaseFile.load(clock_());
         table_ = std::move(loaded.table);
         if (loaded.setAsideURL) {
-            raise(Notice::leaseFileSetAside(*loaded.setAsideURL));
+            raise(Notice::leaseFileSetAside(*loaded.setAsideURL, table_.leases().size()));
+        }
+        if (!loaded.droppedRecords.empty()) {
+            emit(ServerEvent::Info{notice_texts::leaseRecordsDropped(
+                table_.leases().size() + table_.quarantine().size(), loaded.droppedRecords)});
         }
         if (loaded.uncleanStop) {
             emit(ServerEvent::Info{std::string(server_texts::uncleanStopFound)});
@@ -193,7 +199,11 @@ void DHCPServer::persist() {
 }
 
 void DHCPServer::emit(ServerEvent event) {
-    events_.push(std::move(event));
+    dropFolding_.pass(std::move(event), clock_(), passed_);
+    for (auto& passed : passed_) {
+        events_.push(std::move(passed));
+    }
+    passed_.clear();
 }
 
 // Raising a kind that is already raised reports it again: its consumers replace by kind.

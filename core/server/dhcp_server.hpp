@@ -34,6 +34,7 @@
 #include "core/presence/probe_result.hpp"
 #include "core/responder/decision.hpp"
 #include "core/responder/responder.hpp"
+#include "core/server/drop_folding.hpp"
 #include "core/server/event_stream.hpp"
 #include "core/transport/datagram.hpp"
 #include "core/transport/transport_mode.hpp"
@@ -185,6 +186,10 @@ private:
     Responder responder_;
     Clock clock_;
     EventStream events_;
+    // Between the server and its stream: repeated drops are folded there. `passed_` is
+    // only reused storage for what one event lets through.
+    DropFolding dropFolding_;
+    std::vector<ServerEvent> passed_;
 
     // Shared with the probe pool's tasks, which post their results here even when they
     // finish after the server has stopped.
@@ -214,6 +219,10 @@ private:
     LeaseTable table_;
     std::unordered_map<IPv4Address, PresenceState> presence_;
     bool linkUp_ = true;
+    // Told once until a read of the link state works again.
+    bool linkReadFailed_ = false;
+    // The served card's kind, so a reopen by MAC finds the card and not a bridge over it.
+    std::string cardKind_;
     bool running_ = false;
     std::set<NoticeKind> raised_;
     bool arrivalCheckWarned_ = false;

@@ -45,12 +45,21 @@ void DHCPServer::checkOpenCard() {
         raise(Notice::adapterUnplugged());
         return;
     }
-    const auto media = Interfaces::mediaStatus(interfaceName_);
-    if (media.linkUp == linkUp_) {
+    const auto media = Interfaces::readMediaStatus(interfaceName_);
+    if (!media) {
+        // Not knowing is not a link down: no notice, and nobody is marked offline.
+        if (!linkReadFailed_) {
+            linkReadFailed_ = true;
+            emit(ServerEvent::Info{std::string(server_texts::linkStateUnreadable)});
+        }
         return;
     }
-    linkUp_ = media.linkUp;
-    emit(ServerEvent::Link{media.linkUp, media.description});
+    linkReadFailed_ = false;
+    if (media->linkUp == linkUp_) {
+        return;
+    }
+    linkUp_ = media->linkUp;
+    emit(ServerEvent::Link{media->linkUp, media->description});
     if (linkUp_) {
         clear(NoticeKind::linkDown);
         runPresenceCycle();
@@ -61,11 +70,12 @@ void DHCPServer::checkOpenCard() {
 }
 
 // The card may come back under another name (a USB adapter in another port), so it is
-// looked for by its hardware address first and by its old name only when that fails.
+// looked for by its hardware address and kind first and by its old name only when that
+// fails.
 void DHCPServer::tryReopen() {
     std::optional<std::string> found;
     if (options_.cardMAC) {
-        found = Interfaces::bsdName(*options_.cardMAC);
+        found = Interfaces::bsdName(*options_.cardMAC, cardKind_);
     }
     if (found) {
         interfaceName_ = *found;
@@ -80,9 +90,14 @@ void DHCPServer::tryReopen() {
     }
     clear(NoticeKind::adapterUnplugged);
     emit(ServerEvent::Info{server_texts::cardIsBack(interfaceName_)});
-    const auto media = Interfaces::mediaStatus(interfaceName_);
-    linkUp_ = media.linkUp;
-    emit(ServerEvent::Link{media.linkUp, media.description});
+    const auto media = Interfaces::readMediaStatus(interfaceName_);
+    if (!media) {
+        // The next look at the card reports the link once the kernel answers again.
+        emit(ServerEvent::Info{std::string(server_texts::linkStateUnreadable)});
+        return;
+    }
+    linkUp_ = media->linkUp;
+    emit(ServerEvent::Link{media->linkUp, media->description});
     if (linkUp_) {
         clear(NoticeKind::linkDown);
     } else {

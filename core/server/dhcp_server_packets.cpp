@@ -161,8 +161,8 @@ std::optional<DHCPPacket> DHCPServer::handle(const Datagram& datagram) {
 void DHCPServer::process(DHCPPacket packet, ProbeResults probes) {
     // The table is lent to the responder rather than copied: at ten thousand leases the copy
     // alone would cost several times the decision. It always comes back in the decision.
-    auto decision =
-        responder_.decide(packet, DecisionContext{std::move(table_), presence_, probes, clock_()});
+    auto decision = responder_.decide(packet, DecisionContext{std::move(table_), presence_, probes,
+                                                              clock_(), options_.presenceEnabled});
     const auto* probe = std::get_if<ProbeAddress>(&decision.action);
     if (probe == nullptr) {
         apply(std::move(decision));

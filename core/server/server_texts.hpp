@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -16,6 +17,25 @@ inline std::string droppedOutsideRange(IPv4Address ip, const MACAddress& mac) {
     return "dropped lease " + ip.description() + " for " + mac.description() +
            ": outside the range";
 }
+
+// 19903 as "19,903": a count of folded lines is read at a glance.
+inline std::string groupedDigits(std::size_t count) {
+    auto digits = std::to_string(count);
+    for (auto position = digits.size(); position > 3; position -= 3) {
+        digits.insert(position - 3, ",");
+    }
+    return digits;
+}
+
+// An empty reason stands for the drops folded together once too many reasons were seen.
+inline std::string foldedDrops(std::string_view reason, std::size_t count, std::int64_t seconds) {
+    return (reason.empty() ? std::string("drops for other reasons") : std::string(reason)) +
+           " … and " + groupedDigits(count) + " more like this in the last " +
+           std::to_string(seconds) + " s";
+}
+
+inline constexpr std::string_view linkStateUnreadable =
+    "could not read the card's link state from the kernel; keeping the last known state";
 
 inline std::string receiveFailed(std::string_view error) {
     return "receive failed: " + std::string(error);

@@ -120,7 +120,10 @@ TEST_F(SettingsFileTest, DamagedFileReadsEmptyAndIsKeptAsideOnWrite) {
     }
 }
 
-TEST_F(SettingsFileTest, WritesThroughASymbolicLink) {
+// A link to the user's own settings file (a dotfiles repository) is written through and
+// stays a link; a dangling one is refused, and a link where the damaged copy goes is
+// replaced, never followed.
+TEST_F(SettingsFileTest, WritesThroughALinkToAFileButNeverThroughAnyOtherLink) {
     const auto real = folder_ / "dotfiles" / "corvane.json";
     write(real, R"({"selectedCardMAC": "00:1a:2b:3c:4d:5e"})");
     fs::create_directories(settingsPath().parent_path());
@@ -130,6 +133,32 @@ TEST_F(SettingsFileTest, WritesThroughASymbolicLink) {
     EXPECT_EQ(
         nlohmann::json::parse(read(real)),
         (nlohmann::json{{"selectedCardMAC", "00:1a:2b:3c:4d:5e"}, {"showVirtualCards", true}}));
+
+    fs::remove(settingsPath());
+    const auto nowhere = folder_ / "nowhere.json";
+    fs::create_symlink(nowhere, settingsPath());
+    EXPECT_THROW(SettingsFile(settingsPath()).setShowVirtualCards(true), SettingsFileError);
+    EXPECT_FALSE(fs::exists(nowhere));
+
+    fs::remove(settingsPath());
+    write(settingsPath(), "{damaged");
+    const auto victim = folder_ / "victim";
+    write(victim, "untouched");
+    fs::create_symlink(victim, settingsPath().string() + ".unreadable");
+    SettingsFile(settingsPath()).setShowVirtualCards(true);
+    EXPECT_EQ(read(victim), "untouched");
+    EXPECT_FALSE(fs::is_symlink(settingsPath().string() + ".unreadable"));
+    EXPECT_EQ(read(settingsPath().string() + ".unreadable"), "{damaged");
+}
+
+TEST_F(SettingsFileTest, NewFoldersAndFilesAreTheOwnersAlone) {
+    SettingsFile(settingsPath()).setShowVirtualCards(true);
+    const auto modeOf = [](const fs::path& path) {
+        return fs::status(path).permissions() & fs::perms::all;
+    };
+    EXPECT_EQ(modeOf(settingsPath().parent_path()), fs::perms::owner_all);
+    EXPECT_EQ(modeOf(settingsPath().parent_path().parent_path()), fs::perms::owner_all);
+    EXPECT_EQ(modeOf(settingsPath()), fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(SettingsFileTest, FailedWritesSayWhyAndChangeNothing) {

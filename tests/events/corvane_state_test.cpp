@@ -138,12 +138,12 @@ TEST(CorvaneStateRun, StoppedDropsOnlyTheLiveRunAndRunStartedKeepsOnlyLeases) {
 TEST(CorvaneStateLeases, LoadReplacesTheLeasesKeyedByMACAndReportsASetAsideFile) {
     auto state = applied({ServerEvent::LeaseChanged{leaseFor(9, {192, 168, 0, 199})}});
     const auto duplicate = leaseFor(1, {192, 168, 0, 150}, Lease::State::released);
-    state.loadLeases({LeaseTable({lease, otherLease, duplicate}, {}), std::nullopt});
+    state.loadLeases({LeaseTable({lease, otherLease, duplicate}, {}), std::nullopt, {}});
     EXPECT_EQ(state.leases,
               (std::map<MACAddress, Lease>{{lease.mac, lease}, {otherLease.mac, otherLease}}));
     EXPECT_TRUE(state.notices.empty());
 
-    state.loadLeases({LeaseTable(), "/tmp/corvane/leases.json.corrupt-20250301-120000"});
+    state.loadLeases({LeaseTable(), "/tmp/corvane/leases.json.corrupt-20250301-120000", {}});
     EXPECT_TRUE(state.leases.empty());
     EXPECT_EQ(state.notices.at(NoticeKind::leaseFileSetAside),
               Notice::leaseFileSetAside("leases.json.corrupt-20250301-120000"));

@@ -159,16 +159,27 @@ TEST_F(CardLab, ProbesSeeThePeerTakeTheLinkDownAndAnUnknownCardFail) {
     EXPECT_EQ(Preflight::port67State("no-such-card"), Port67State(Port67Error{"No such device"}));
 }
 
+// The bridge comes first in the kernel's list and takes the card's MAC, as a bridge over a
+// card does; looking the card up by MAC and kind must still find the card.
 TEST_F(CardLab, ThePrimaryCardCarriesTheCheapestDefaultRoute) {
+    lab_->run(card_, "ip link add cvbr0 type bridge");
     lab_->addVethPair(card_, "cv1", device_, "cvdev1");
     lab_->run(card_, "ip address add 10.1.0.1/24 dev cv0 && ip address add 10.2.0.1/24 dev cv1 && "
                      "ip route add default via 10.1.0.2 dev cv0 metric 300 && "
                      "ip route add default via 10.2.0.2 dev cv1 metric 20");
     const NetworkLab::Entered inside(card_);
     EXPECT_EQ(Interfaces::primaryInterface(), "cv1");
-    const auto mac = Interfaces::list(ProcessRunner(fakes_.folder().string())).back().mac;
+    std::optional<MACAddress> mac;
+    for (const auto& card : Interfaces::list(ProcessRunner(fakes_.folder().string()))) {
+        if (card.bsdName == "cv1") {
+            mac = card.mac;
+        }
+    }
     ASSERT_TRUE(mac);
-    EXPECT_EQ(Interfaces::bsdName(*mac), "cv1");
+    lab_->run(card_, "ip link set cvbr0 address " + mac->description());
+    EXPECT_EQ(Interfaces::bsdName(*mac, "veth"), "cv1");
+    EXPECT_EQ(Interfaces::bsdName(*mac, "bridge"), "cvbr0");
+    EXPECT_EQ(Interfaces::bsdName(*mac, ""), std::nullopt);
 }
 
 TEST_F(CardLab, TheMonitorCallsBackWhenAnAddressIsAdded) {

@@ -99,7 +99,7 @@ TEST_F(LeaseFileTest, MissingFileLoadsAsAnEmptyTableAndCreatesNothing) {
 TEST_F(LeaseFileTest, SaveThenLoadGivesTheSameTableWithoutCleaningIt) {
     const LeaseFile file(folder() / "new" / "nested" / "leases.json");
     file.save(sampleTable());
-    EXPECT_EQ(file.load(secondsFromNow(100000)), (LeaseFile::LoadResult{sampleTable(), {}}));
+    EXPECT_EQ(file.load(secondsFromNow(100000)), (LeaseFile::LoadResult{sampleTable(), {}, {}}));
     // Saving again replaces the file and leaves no temporary file behind; fractions of
     // seconds do not survive the ISO 8601 form.
     auto table = sampleTable();
@@ -152,8 +152,7 @@ TEST_F(LeaseFileTest, AnythingButAVersion1DocumentIsMovedAsideUntouched) {
     const std::map<std::string, std::string> cases = {
         {"version 2", document(R"("version": 2, )", lease)},
         {"no version", document("", lease)},
-        {"unknown state",
-         document(R"("version": 1, )", std::string(lease).replace(lease.find("bound"), 5, "lost"))},
+        {"leases not a list", R"({"version": 1, "leases": {}, "quarantine": []})"},
         {"truncated", document(R"("version": 1, )", lease).substr(0, 80)},
         {"invalid UTF-8", "{\"version\": 1, \"leases\": [], \"quarantine\": [], \"x\": \"\xff\"}"},
     };
@@ -168,10 +167,64 @@ TEST_F(LeaseFileTest, AnythingButAVersion1DocumentIsMovedAsideUntouched) {
         writeFile(leasesPath(), content);
         const auto result = LeaseFile(leasesPath()).load(at);
         const auto expectedPath = folder() / ("leases.json.corrupt-" + localStamp(at));
-        EXPECT_EQ(result, (LeaseFile::LoadResult{LeaseTable(), expectedPath})) << rule;
+        EXPECT_EQ(result, (LeaseFile::LoadResult{LeaseTable(), expectedPath, {}})) << rule;
         EXPECT_FALSE(fs::exists(leasesPath())) << rule;
         EXPECT_EQ(readFile(expectedPath), content) << rule;
     }
+}
+
+// One damaged record costs only itself: the file still goes aside, for the user to look at,
+// and the rest of its records are kept and named in the result.
+TEST_F(LeaseFileTest, KeepsEveryGoodRecordOfAPartlyDamagedFile) {
+    const auto lease = [](const char* mac, const char* state, const char* expiresAt) {
+        return std::string(R"({"mac": ")") + mac + R"(", "ip": "10.0.0.5", "state": ")" + state +
+               R"(", )" + expiresAt + R"("firstSeen": "2025-03-01T11:00:00Z",
+               "lastSeen": "2025-03-01T11:00:00Z"})";
+    };
+    const auto expires = R"("expiresAt": "2025-03-01T13:00:00Z", )";
+    const std::string content =
+        R"({"version": 1, "leases": [)" + lease("02:00:00:00:00:01", "bound", expires) + ", " +
+        lease("02:00:00:00:00:zz", "bound", expires) + ", " +
+        lease("02:00:00:00:00:03", "lost", expires) + ", " +
+        lease("02:00:00:00:00:04", "bound", "") + ", 7, " +
+        lease("02:00:00:00:00:06", "offered", expires) +
+        R"(], "quarantine": [{"ip": "10.0.0.9", "until": "tomorrow", "reportedBy": "02:00:00:00:00:01"},
+           {"ip": "10.0.0.8", "until": "2025-03-01T13:00:00Z", "reportedBy": "02:00:00:00:00:01"}]})";
+    const std::vector<std::string> dropped = {
+        "lease 2 (02:00:00:00:00:zz): Not a MAC address: 02:00:00:00:00:zz",
+        "lease 3 (02:00:00:00:00:03): Not a lease state: lost",
+        "lease 4 (02:00:00:00:00:04): no \"expiresAt\"",
+        "lease 5: not a JSON object",
+        "quarantine entry 1 (02:00:00:00:00:01): Not an ISO 8601 time: tomorrow",
+    };
+    writeFile(leasesPath(), content);
+
+    const auto shown = LeaseFile(leasesPath()).read();
+    EXPECT_EQ(shown.setAsideURL, std::nullopt);
+    EXPECT_EQ(shown.droppedRecords, dropped);
+    EXPECT_EQ(folderListing(), std::vector<std::string>{"leases.json"});
+
+    const auto loaded = LeaseFile(leasesPath()).load(now);
+    EXPECT_EQ(loaded.droppedRecords, dropped);
+    EXPECT_EQ(loaded.table, shown.table);
+    std::vector<std::string> kept;
+    for (const auto& record : loaded.table.leases()) {
+        kept.push_back(record.mac.description());
+    }
+    EXPECT_EQ(kept, (std::vector<std::string>{"02:00:00:00:00:01", "02:00:00:00:00:06"}));
+    ASSERT_EQ(loaded.table.quarantine().size(), 1U);
+    EXPECT_EQ(loaded.table.quarantine().front().ip, address("10.0.0.8"));
+    ASSERT_TRUE(loaded.setAsideURL);
+    EXPECT_EQ(readFile(*loaded.setAsideURL), content);
+    EXPECT_FALSE(fs::exists(leasesPath()));
+}
+
+TEST_F(LeaseFileTest, ReadingOnlyLeavesAnUnreadableFileWhereItIs) {
+    writeFile(leasesPath(), "not json");
+    expectFailure([&] { (void)LeaseFile(leasesPath()).read(); },
+                  LeaseFileError::notALeaseFile(leasesPath()));
+    EXPECT_EQ(folderListing(), std::vector<std::string>{"leases.json"});
+    EXPECT_EQ(readFile(leasesPath()), "not json");
 }
 
 TEST_F(LeaseFileTest, SettingAsideNeverReplacesAnEarlierSetAsideFile) {

@@ -43,6 +43,18 @@ TEST(LeaseTableQuarantine, HoldEndsAtItsUntilInstantAndARepeatedReportMovesToThe
     EXPECT_EQ(table.quarantine(), (std::vector{held("10.0.0.8", 1, 1), held("10.0.0.7", 600, 3)}));
 }
 
+TEST(LeaseTableQuarantine, ABoundedListGivesUpItsOldestHoldsFirst) {
+    LeaseTable table;
+    const auto overflow = Quarantine::maxEntries + 3;
+    for (std::uint32_t offset = 0; offset < overflow; ++offset) {
+        table.addQuarantine(IPv4Address(0x0A000000 + offset), secondsFromNow(600), macNumbered(1));
+    }
+    ASSERT_EQ(table.quarantine().size(), Quarantine::maxEntries);
+    EXPECT_FALSE(table.isQuarantined(IPv4Address(0x0A000002), now));
+    EXPECT_TRUE(table.isQuarantined(IPv4Address(0x0A000003), now));
+    EXPECT_EQ(table.quarantine().back().ip, IPv4Address(0x0A000000 + overflow - 1));
+}
+
 TEST(LeaseTableSorting, ForDisplayRanksPresenceBeforeAddress) {
     // Each record's presence is the first word of its name.
     const std::map<std::string, std::optional<PresenceState>> presenceNamed = {

@@ -5,24 +5,52 @@ namespace {
 
 using namespace corvane::testing;
 
-TEST(Decline, QuarantinesTheAddressForTenMinutesAndForgetsOnlyTheClientsLeaseOnIt) {
+TEST(Decline, QuarantinesAnAddressOnlyForTheClientItWasLentTo) {
     const auto declined = lan(100);
     const ServerEvent conflict = ServerEvent::Info{texts::declined(client, declined, "10 m")};
     const auto othersLease = leaseOf(other, 101, State::bound, 600s);
+    const auto othersOnDeclined = leaseOf(other, 100, State::bound, 600s);
     const auto elsewhere = leaseOf(client, 104, State::bound, 600s);
-    const std::tuple<std::vector<Lease>, std::vector<Lease>, Notes> cases[] = {
-        {{othersLease, leaseOf(client, 100, State::bound, 600s)},
-         {othersLease},
-         {ServerEvent::LeaseRemoved{client}, conflict}},
-        {{elsewhere}, {elsewhere}, {conflict}},
+    const auto lapsed = leaseOf(client, 100, State::offered, -1s);
+    const auto notHeld = dropped(texts::declineNotHeld(declined));
+    struct Case {
+        const char* rule;
+        std::vector<Lease> before;
+        IPv4Address ip;
+        Notes notes;
     };
-    for (const auto& [before, after, notes] : cases) {
+    const Case cases[] = {
+        {"its bound lease",
+         {othersLease, leaseOf(client, 100, State::bound, 600s)},
+         declined,
+         {ServerEvent::LeaseRemoved{client}, conflict}},
+        {"its offer",
+         {leaseOf(client, 100, State::offered, 30s)},
+         declined,
+         {ServerEvent::LeaseRemoved{client}, conflict}},
+        {"another address than its own", {elsewhere}, declined, {notHeld}},
+        {"another device's address", {othersOnDeclined}, declined, {notHeld}},
+        {"a lapsed offer", {lapsed}, declined, {notHeld}},
+        {"no lease at all", {}, declined, {notHeld}},
+        {"an address outside the range",
+         {},
+         IPv4Address(10, 0, 0, 5),
+         {dropped(texts::declineOutsideRange(IPv4Address(10, 0, 0, 5)))}},
+    };
+    for (const auto& [rule, before, ip, notes] : cases) {
+        SCOPED_TRACE(rule);
         const auto decision =
-            decide(ClientPacket(DHCPMessageType::decline).requesting(declined), {before, {}});
+            decide(ClientPacket(DHCPMessageType::decline).requesting(ip), {before, {}});
+        const bool counts = notes.back() == conflict;
         EXPECT_EQ(decision.action, DecisionAction{NoAction{}});
-        EXPECT_EQ(decision.table, LeaseTable(after, {{declined, now + 600s, client}}));
-        EXPECT_TRUE(decision.tableChanged);
         EXPECT_EQ(decision.notes, notes);
+        EXPECT_EQ(decision.tableChanged, counts);
+        if (counts) {
+            EXPECT_EQ(decision.table, LeaseTable(std::vector(before.begin(), before.end() - 1),
+                                                 {{declined, now + 600s, client}}));
+        } else {
+            EXPECT_EQ(decision.table, LeaseTable(before, {}));
+        }
     }
 }
 
