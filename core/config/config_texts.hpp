@@ -96,6 +96,31 @@ inline std::string optionGivenTwice(std::uint8_t code) {
 inline constexpr std::string_view nextServerNotAnAddress =
     "Boot server must be an IPv4 address, or empty for none.";
 
+inline std::string configFileUnreadable(const std::string& path) {
+    return "Could not read the configuration file " + path +
+           ". Make sure it exists and you can read it.";
+}
+inline std::string configFileNotJSON(const std::string& path, const std::string& reason) {
+    return "The configuration file " + path + " is not valid JSON (" + reason +
+           "). Fix it and try again.";
+}
+inline std::string configFileNotAnObject(const std::string& path) {
+    return "The configuration file " + path +
+           " must hold one JSON object, such as {\"interface\": \"eth1\"}.";
+}
+inline std::string configFileUnknownKey(const std::string& path, const std::string& key) {
+    return "The configuration file " + path + " has the unknown key \"" + key +
+           "\". Use serverIP, prefixLength, rangeStart, rangeEnd, leaseSeconds, router, dns, "
+           "reservations, options, nextServer, bootFile and interface.";
+}
+inline std::string configFileBadInterface(const std::string& path) {
+    return "The \"interface\" of the configuration file " + path +
+           " must be a card name, such as \"eth1\".";
+}
+inline std::string configFileBadValue(const std::string& path, const std::string& reason) {
+    return "The configuration file " + path + " could not be used: " + reason;
+}
+
 inline constexpr std::string_view serverIPNotAnAddress = "Server IP must look like 192.168.0.1.";
 inline constexpr std::string_view prefixNotANumber = "Prefix must be a number such as 24.";
 inline constexpr std::string_view rangeNotAddresses = "Range must be two IPv4 addresses.";
