@@ -65,7 +65,9 @@ OptionsPage::OptionsPage(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(boot);
     layout->addWidget(bootMessages_);
-    layout->addWidget(new QLabel(gui_texts::optionsHint, this));
+    auto* hint = new QLabel(gui_texts::optionsHint, this);
+    hint->setWordWrap(true);
+    layout->addWidget(hint);
     layout->addWidget(table_, 1);
     layout->addLayout(buttons);
     layout->addWidget(optionMessages_);

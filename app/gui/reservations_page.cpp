@@ -47,7 +47,9 @@ ReservationsPage::ReservationsPage(QWidget* parent)
     buttons->addWidget(remove);
     buttons->addStretch();
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(new QLabel(gui_texts::reservationsHint, this));
+    auto* hint = new QLabel(gui_texts::reservationsHint, this);
+    hint->setWordWrap(true);
+    layout->addWidget(hint);
     layout->addWidget(table_, 1);
     layout->addLayout(buttons);
     layout->addWidget(messages_);

@@ -38,6 +38,12 @@ void readOptions(const SettingsForm& form, LabFields& lab, std::vector<std::stri
             messages.push_back(config_texts::optionCodeNotANumber(row.code));
         } else if (lab.options.contains(*code)) {
             messages.push_back(config_texts::optionGivenTwice(*code));
+        } else if (const auto owner = serverOwnedOption(*code)) {
+            // Judged per row, so a mistake shows at once even while another page has one.
+            messages.push_back(ConfigError::optionOwnedByServer(*code, *owner).description());
+        } else if (const auto encoded = encodeOptionValue(*code, row.value);
+                   const auto* problem = std::get_if<OptionValueProblem>(&encoded)) {
+            messages.push_back(problem->sentence);
         } else {
             lab.options[*code] = row.value;
         }
