@@ -50,11 +50,15 @@ void ConfigFlags::addTo(CLI::App& command) {
     command.add_option("--config", configFile_,
                        "A JSON configuration file (settings keys plus \"interface\"); flags "
                        "override it");
-    command.add_option("--reserve", reservations_,
-                       "Always give this device this address: MAC=IP or MAC=IP=NAME; repeatable");
-    command.add_option("--option", options_,
-                       "An extra option by number: CODE=VALUE, e.g. 42=192.168.0.1 or "
-                       "224=hex:0a0b; repeatable");
+    command
+        .add_option("--reserve", reservations_,
+                    "Always give this device this address: MAC=IP or MAC=IP=NAME; repeatable")
+        ->allow_extra_args(false);
+    command
+        .add_option("--option", options_,
+                    "An extra option by number: CODE=VALUE, e.g. 42=192.168.0.1 or "
+                    "224=hex:0a0b; repeatable")
+        ->allow_extra_args(false);
     nextServerOption_ = command.add_option("--next-server", nextServer_,
                                            "The boot server's address, sent as siaddr");
     bootFileOption_ = command.add_option(
