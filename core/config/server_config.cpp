@@ -85,19 +85,22 @@ namespace {
 
 void checkReservations(const ServerConfig& config, std::vector<ConfigError>& errors) {
     const Subnet own = config.subnet();
-    for (auto reservation = config.reservations.begin(); reservation != config.reservations.end();
-         ++reservation) {
-        const auto earlier = std::ranges::subrange(config.reservations.begin(), reservation);
+    const auto first = config.reservations.begin();
+    for (auto reservation = first; reservation != config.reservations.end(); ++reservation) {
         if (!own.contains(reservation->ip) || reservation->ip == own.network() ||
             reservation->ip == own.broadcast()) {
             errors.push_back(ConfigError::reservationOutsideSubnet(*reservation, own));
         } else if (reservation->ip == config.serverIP) {
             errors.push_back(ConfigError::reservationOnServerIP(*reservation));
         }
-        if (std::ranges::find(earlier, reservation->ip, &Reservation::ip) != reservation) {
+        if (std::find_if(first, reservation, [&](const Reservation& earlier) {
+                return earlier.ip == reservation->ip;
+            }) != reservation) {
             errors.push_back(ConfigError::addressReservedTwice(*reservation));
         }
-        if (std::ranges::find(earlier, reservation->mac, &Reservation::mac) != reservation) {
+        if (std::find_if(first, reservation, [&](const Reservation& earlier) {
+                return earlier.mac == reservation->mac;
+            }) != reservation) {
             errors.push_back(ConfigError::deviceReservedTwice(*reservation));
         }
     }
