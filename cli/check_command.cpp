@@ -34,11 +34,11 @@ int runChecks(const CheckOptions& options) {
         options.flags.showVirtualCards(settings && settings->showVirtualCards());
     const ProcessRunner runner;
     const auto cards = Interfaces::list(runner);
-    const auto card = std::find_if(cards.begin(), cards.end(), [&](const NetworkCard& entry) {
-        return entry.bsdName == options.interfaceName;
-    });
+    const auto name = options.flags.interfaceName(options.interfaceName);
+    const auto card = std::find_if(cards.begin(), cards.end(),
+                                   [&](const NetworkCard& entry) { return entry.bsdName == name; });
     if (card == cards.end()) {
-        throw UsageError({texts::unknownInterface(options.interfaceName)});
+        throw UsageError({texts::unknownInterface(name)});
     }
     const auto checks = Preflight::evaluate(Preflight::gather(*card, config, showVirtual, runner));
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -37,6 +38,20 @@ inline std::string badDNS(std::string_view text) {
     return "--dns: " + quoted(text) +
            " is not an IPv4 address. List DNS servers as IPv4 addresses separated by commas, "
            "such as 192.168.0.1,9.9.9.9.";
+}
+inline constexpr std::string_view noInterface =
+    "Name the card to serve on with --interface NAME, or with \"interface\" in the --config "
+    "file. Run \"corvane cards\" to see the cards.";
+inline std::string flagProblem(std::string_view flag, std::string_view value,
+                               std::string_view sentence) {
+    return std::string(flag) + " " + std::string(value) + ": " + std::string(sentence);
+}
+inline std::string ownedOption(std::uint8_t code, std::string_view flag) {
+    auto sentence = "Option " + std::to_string(code) + " is written by Corvane itself";
+    if (flag.empty()) {
+        return sentence + " and can't be set.";
+    }
+    return sentence + "; use " + std::string(flag) + " instead.";
 }
 inline std::string unknownInterface(std::string_view name) {
     return "There is no network card named " + quoted(name) +

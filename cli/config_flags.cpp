@@ -2,6 +2,7 @@
 
 #include "cli/cli_texts.hpp"
 #include "cli/usage_error.hpp"
+#include "core/config/config_file.hpp"
 #include "core/config/duration_text.hpp"
 
 namespace corvane::cli {
@@ -46,6 +47,22 @@ void ConfigFlags::addTo(CLI::App& command) {
         "--router", router_, "The gateway offered to devices; an empty value offers none");
     dnsOption_ = command.add_option(
         "--dns", dns_, "Up to three DNS servers, separated by commas; an empty value offers none");
+    command.add_option("--config", configFile_,
+                       "A JSON configuration file (settings keys plus \"interface\"); flags "
+                       "override it");
+    command
+        .add_option("--reserve", reservations_,
+                    "Always give this device this address: MAC=IP or MAC=IP=NAME; repeatable")
+        ->allow_extra_args(false);
+    command
+        .add_option("--option", options_,
+                    "An extra option by number: CODE=VALUE, e.g. 42=192.168.0.1 or "
+                    "224=hex:0a0b; repeatable")
+        ->allow_extra_args(false);
+    nextServerOption_ = command.add_option("--next-server", nextServer_,
+                                           "The boot server's address, sent as siaddr");
+    bootFileOption_ = command.add_option(
+        "--boot-file", bootFile_, "The boot file name, sent in the file field and option 67");
     command.add_flag("--virtual", virtualCards_,
                      "Also allow virtual Ethernet cards (veth, tap, macvlan)");
 }
@@ -53,6 +70,13 @@ void ConfigFlags::addTo(CLI::App& command) {
 ServerConfig ConfigFlags::resolve(const ServerConfig& saved) const {
     ServerConfig config = saved;
     std::vector<std::string> problems;
+    if (!configFile_.empty()) {
+        try {
+            config = readConfigFile(configFile_).config;
+        } catch (const ConfigFileError& error) {
+            throw UsageError({error.what()});
+        }
+    }
     if (given(serverIPOption_)) {
         if (const auto address = IPv4Address::parse(serverIP_)) {
             config.serverIP = *address;
@@ -104,15 +128,32 @@ ServerConfig ConfigFlags::resolve(const ServerConfig& saved) const {
             }
         }
     }
+    applyLabFlags(config, problems);
     if (problems.empty()) {
         for (const auto& error : config.validate()) {
-            problems.push_back(error.description());
+            problems.push_back(explain(error, config));
         }
     }
     if (!problems.empty()) {
         throw UsageError(std::move(problems));
     }
     return config;
+}
+
+std::string ConfigFlags::interfaceName(const std::string& flagValue) const {
+    if (!flagValue.empty()) {
+        return flagValue;
+    }
+    if (!configFile_.empty()) {
+        try {
+            if (auto name = readConfigFile(configFile_).interfaceName) {
+                return *name;
+            }
+        } catch (const ConfigFileError& error) {
+            throw UsageError({error.what()});
+        }
+    }
+    throw UsageError({std::string(texts::noInterface)});
 }
 
 std::optional<SettingsFile> userSettings() {

@@ -11,6 +11,7 @@
 #include "core/events/notice.hpp"
 #include "core/events/notice_texts.hpp"
 #include "core/leases/lease_file.hpp"
+#include "core/maker/maker_registry.hpp"
 
 namespace corvane::cli {
 namespace {
@@ -93,9 +94,10 @@ int showLeases(const LeaseFileOption& option) {
     }
     // Presence is known only to a running server; here every record sorts by address.
     const auto leases = table->sortedForDisplay([](const Lease&) { return std::nullopt; });
-    TextTable listing({"ADDRESS", "MAC", "STATE", "EXPIRES", "HOST NAME"});
+    TextTable listing({"ADDRESS", "MAC", "MAKER", "STATE", "EXPIRES", "HOST NAME"});
     for (const auto& lease : leases) {
         listing.addRow({lease.ip.description(), lease.mac.description(),
+                        makerName(lease.mac).value_or(std::string(texts::noValue)),
                         std::string(leaseStateName(lease.state)), expiryText(lease, now),
                         lease.hostname.value_or(std::string(texts::noValue))});
     }

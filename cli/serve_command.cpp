@@ -79,7 +79,8 @@ int serve(const ServeOptions& options) {
     const bool showVirtual =
         options.flags.showVirtualCards(settings && settings->showVirtualCards());
     const ProcessRunner runner;
-    const auto card = findCard(Interfaces::list(runner), options.interfaceName);
+    const auto card =
+        findCard(Interfaces::list(runner), options.flags.interfaceName(options.interfaceName));
     if (!options.force && !preflightAllows(card, config, showVirtual, runner)) {
         return refusedStatus;
     }

@@ -20,7 +20,8 @@ inline void exitUnlessSucceeded(int status) {
 
 // The required card option of the commands that serve or check on one card.
 inline void addInterfaceOption(CLI::App& command, std::string& interfaceName) {
-    command.add_option("--interface", interfaceName, "The card to serve on, e.g. eth1")->required();
+    command.add_option("--interface", interfaceName,
+                       "The card to serve on, e.g. eth1 (or \"interface\" in the --config file)");
 }
 
 // `corvane cards [--all] [--virtual]`: the cards a user can serve on, or every card.

@@ -22,6 +22,7 @@
 #include "app/gui/lease_table_view.hpp"
 #include "app/gui/log_view.hpp"
 #include "app/gui/notice_banner.hpp"
+#include "app/gui/reservations_page.hpp"
 #include "app/gui/settings_dialog.hpp"
 #include "app/gui/waiting_panel.hpp"
 #include "app/model/app_model.hpp"
@@ -281,6 +282,16 @@ void DashboardWindow::connectWidgets() {
             model_.requestForget(*address);
         }
     });
+    connect(leaseTable_, &LeaseTableView::reserveRequested, this,
+            [this](const QString& mac, const QString& ip, const QString& name) {
+                // The reservation is one more settings row: it takes effect once saved.
+                model_.setSettingsOpen(true);
+                auto& reservations = settingsDialog_->reservationsPage();
+                reservations.reserve(mac.toStdString(), ip.toStdString(),
+                                     name == gui_texts::notGiven ? std::string()
+                                                                 : name.toStdString());
+                settingsDialog_->showPage(reservations);
+            });
     connect(leaseTable_, &LeaseTableView::clearExpiredRequested, this,
             [this] { model_.requestClearExpired(); });
     connect(logView_, &LogView::filterEdited, this,

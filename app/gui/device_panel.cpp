@@ -7,6 +7,7 @@
 
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
+#include "core/maker/maker_registry.hpp"
 
 namespace corvane {
 namespace {
@@ -21,8 +22,8 @@ QLabel* valueLabel(QWidget* parent) {
 
 DevicePanel::DevicePanel(QWidget* parent)
     : QFrame(parent), headline_(new QLabel(this)), address_(valueLabel(this)),
-      mac_(valueLabel(this)), hostname_(valueLabel(this)), vendorClass_(valueLabel(this)),
-      leaseLeft_(valueLabel(this)), presence_(valueLabel(this)),
+      mac_(valueLabel(this)), maker_(valueLabel(this)), hostname_(valueLabel(this)),
+      vendorClass_(valueLabel(this)), leaseLeft_(valueLabel(this)), presence_(valueLabel(this)),
       openInBrowser_(new QPushButton(gui_texts::openInBrowser, this)) {
     setFrameShape(QFrame::StyledPanel);
     headline_->setFont(gui_style::emphasised(font(), 5));
@@ -33,6 +34,7 @@ DevicePanel::DevicePanel(QWidget* parent)
     facts->setLabelAlignment(Qt::AlignRight);
     facts->addRow(gui_texts::addressLabel, address_);
     facts->addRow(gui_texts::macLabel, mac_);
+    facts->addRow(gui_texts::makerLabel, maker_);
     facts->addRow(gui_texts::hostnameLabel, hostname_);
     facts->addRow(gui_texts::vendorClassLabel, vendorClass_);
     facts->addRow(gui_texts::leaseLeftLabel, leaseLeft_);
@@ -53,6 +55,8 @@ void DevicePanel::setDevice(const Lease& lease, std::optional<PresenceState> pre
     headline_->setText(gui_texts::deviceFound);
     address_->setText(gui_texts::toQString(lease.ip.description()));
     mac_->setText(gui_texts::toQString(lease.mac.description()));
+    const auto maker = makerName(lease.mac);
+    maker_->setText(maker ? QString::fromStdString(*maker) : gui_texts::notGiven);
     hostname_->setText(lease.hostname ? QString::fromStdString(*lease.hostname)
                                       : gui_texts::notGiven);
     vendorClass_->setText(lease.vendorClass ? QString::fromStdString(*lease.vendorClass)

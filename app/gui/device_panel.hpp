@@ -34,6 +34,7 @@ private:
     QLabel* headline_;
     QLabel* address_;
     QLabel* mac_;
+    QLabel* maker_;
     QLabel* hostname_;
     QLabel* vendorClass_;
     QLabel* leaseLeft_;

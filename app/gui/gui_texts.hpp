@@ -78,6 +78,7 @@ inline const QString addressLabel = QStringLiteral("Address");
 inline const QString macLabel = QStringLiteral("MAC");
 inline const QString hostnameLabel = QStringLiteral("Host name");
 inline const QString vendorClassLabel = QStringLiteral("Vendor class");
+inline const QString makerLabel = QStringLiteral("Maker");
 inline const QString stateLabel = QStringLiteral("State");
 inline const QString leaseLeftLabel = QStringLiteral("Lease left");
 inline const QString presenceLabel = QStringLiteral("Presence");
@@ -99,6 +100,7 @@ inline const QString copied = QStringLiteral("Copied");
 // The lease table and its confirmations.
 inline const QString noLeases = QStringLiteral("No leases yet.");
 inline const QString forgetLeaseButton = QStringLiteral("Forget\u2026");
+inline const QString reserveAddressButton = QStringLiteral("Reserve This Address\u2026");
 inline const QString clearExpiredButton = QStringLiteral("Clear Expired\u2026");
 inline const QString forgetLeaseConfirm = QStringLiteral("Forget");
 inline const QString clearExpiredConfirm = QStringLiteral("Clear");
@@ -123,6 +125,24 @@ inline const QString rangeEndPlaceholder = QStringLiteral("192.168.0.200");
 inline const QString customLeasePlaceholder = QStringLiteral("90m, 24h or 7d");
 inline const QString optionalPlaceholder = QStringLiteral("empty for off");
 QString addressCount(std::int64_t count);
+inline const QString serverTab = QStringLiteral("Server");
+inline const QString reservationsTab = QStringLiteral("Reservations");
+inline const QString optionsTab = QStringLiteral("Options");
+inline const QString reservationsHint =
+    QStringLiteral("These devices always get the same address, inside or outside the range.");
+inline const QString reservationMAC = QStringLiteral("MAC");
+inline const QString reservationIP = QStringLiteral("Address");
+inline const QString reservationName = QStringLiteral("Name");
+inline const QString addRow = QStringLiteral("Add");
+inline const QString removeRow = QStringLiteral("Remove");
+inline const QString bootServer = QStringLiteral("Boot server");
+inline const QString bootFile = QStringLiteral("Boot file");
+inline const QString optionsHint = QStringLiteral(
+    "Extra options by number. Values: addresses, text or numbers for known codes, or "
+    "hex:0a0b0c, text:\u2026, ip:\u2026, u8:, u16:, u32: for any code.");
+inline const QString optionCode = QStringLiteral("Code");
+inline const QString optionName = QStringLiteral("Name");
+inline const QString optionValue = QStringLiteral("Value");
 
 // Administrator commands.
 inline const QString commandDialogTitle = QStringLiteral("Administrator Command");

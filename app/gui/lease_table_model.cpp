@@ -4,6 +4,7 @@
 
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
+#include "core/maker/maker_registry.hpp"
 
 namespace corvane {
 namespace {
@@ -52,6 +53,12 @@ QVariant LeaseTableModel::data(const QModelIndex& index, int role) const {
         return text(row, index.column());
     case macRole:
         return gui_texts::toQString(row.lease.mac.description());
+    case Qt::ToolTipRole:
+        // Who made the device, from the IEEE registry, shown over its MAC.
+        if (index.column() == Column::mac) {
+            return QString::fromStdString(makerName(row.lease.mac).value_or(std::string()));
+        }
+        return {};
     case Qt::FontRole:
         if (index.column() == Column::address || index.column() == Column::mac) {
             return gui_style::monospaceFont();

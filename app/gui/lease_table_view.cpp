@@ -16,8 +16,10 @@ namespace corvane {
 LeaseTableView::LeaseTableView(QWidget* parent)
     : QWidget(parent), table_(new QTableView(this)), empty_(new QLabel(gui_texts::noLeases, this)),
       forget_(new QPushButton(gui_texts::forgetLeaseButton, this)),
+      reserve_(new QPushButton(gui_texts::reserveAddressButton, this)),
       clearExpired_(new QPushButton(gui_texts::clearExpiredButton, this)) {
     forget_->setObjectName(QStringLiteral("forgetLease"));
+    reserve_->setObjectName(QStringLiteral("reserveAddress"));
     clearExpired_->setObjectName(QStringLiteral("clearExpired"));
     table_->setModel(&model_);
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -38,6 +40,7 @@ LeaseTableView::LeaseTableView(QWidget* parent)
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(empty_, 1);
     buttons->addStretch();
+    buttons->addWidget(reserve_);
     buttons->addWidget(forget_);
     buttons->addWidget(clearExpired_);
 
@@ -53,6 +56,18 @@ LeaseTableView::LeaseTableView(QWidget* parent)
         const QString mac = selectedMAC();
         if (!mac.isEmpty()) {
             Q_EMIT forgetRequested(mac);
+        }
+    });
+    connect(reserve_, &QPushButton::clicked, this, [this] {
+        const auto selected = table_->selectionModel()->selectedRows();
+        if (!selected.isEmpty()) {
+            const auto row = selected.first();
+            const auto cell = [&row](int column) {
+                return row.sibling(row.row(), column).data().toString();
+            };
+            Q_EMIT reserveRequested(row.data(LeaseTableModel::macRole).toString(),
+                                    cell(LeaseTableModel::address),
+                                    cell(LeaseTableModel::hostname));
         }
     });
     connect(clearExpired_, &QPushButton::clicked, this, &LeaseTableView::clearExpiredRequested);
@@ -88,6 +103,7 @@ void LeaseTableView::updateButtons() {
     const auto& rows = model_.rows();
     empty_->setVisible(rows.empty());
     forget_->setEnabled(!selectedMAC().isEmpty());
+    reserve_->setEnabled(!selectedMAC().isEmpty());
     clearExpired_->setEnabled(!rows.empty());
 }
 

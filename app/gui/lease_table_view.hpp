@@ -28,6 +28,8 @@ public:
 
 Q_SIGNALS:
     void forgetRequested(const QString& mac);
+    // "Reserve this address": pin the selected device to the address it holds now.
+    void reserveRequested(const QString& mac, const QString& ip, const QString& name);
     void clearExpiredRequested();
 
 private:
@@ -37,6 +39,7 @@ private:
     QTableView* table_;
     QLabel* empty_;
     QPushButton* forget_;
+    QPushButton* reserve_;
     QPushButton* clearExpired_;
 };
 

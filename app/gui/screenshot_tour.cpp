@@ -17,6 +17,8 @@
 #include "app/gui/dashboard_window.hpp"
 #include "app/gui/launch_screen.hpp"
 #include "app/gui/notice_banner.hpp"
+#include "app/gui/options_page.hpp"
+#include "app/gui/reservations_page.hpp"
 #include "app/gui/settings_dialog.hpp"
 #include "app/model/app_model.hpp"
 
@@ -49,6 +51,25 @@ SettingsForm formWithMistakes(const ServerConfig& config) {
     form.leasePreset = LeasePreset::custom;
     form.customLease = "1.5h";
     form.dns = "10.0.0.53, abc";
+    return form;
+}
+
+// Reservations, boot settings and options as a lab sets them, with one typo on each page.
+SettingsForm labForm(const ServerConfig& config) {
+    SettingsForm form(config);
+    const auto network = config.subnet().network().value();
+    const auto host = [network](std::uint32_t offset) {
+        return IPv4Address(network + offset).description();
+    };
+    form.reservations = {{"02:00:5e:10:00:01", host(20), "camera"},
+                         {"00:1b:21:3a:4f:02", host(21), "test board"},
+                         {"02:00:5e:10:00:03", "192.168.300.1", "printer"}};
+    form.nextServer = host(2);
+    form.bootFile = "pxelinux.0";
+    form.options = {{"66", "tftp.lab"},
+                    {"42", host(1)},
+                    {"119", "lab.example, example.com"},
+                    {"224", "hex:0a0b0z"}};
     return form;
 }
 
@@ -237,6 +258,23 @@ bool ScreenshotTour::settingsWithErrors() {
     }
     settings.setForm(formWithMistakes(model_.config()));
     const bool saved = save(QStringLiteral("settings-errors.png"), windowWith(settings));
+    settings.reject();
+    return saved && labSettingsPages();
+}
+
+bool ScreenshotTour::labSettingsPages() {
+    model_.setSettingsOpen(true);
+    SettingsDialog& settings = window_.settingsDialog();
+    if (!reach("settings", [&] { return settings.isVisible(); })) {
+        return false;
+    }
+    settings.setForm(labForm(model_.config()));
+    settings.showPage(settings.reservationsPage());
+    waitForEvents(std::chrono::milliseconds(100));
+    bool saved = save(QStringLiteral("settings-reservations.png"), windowWith(settings));
+    settings.showPage(settings.optionsPage());
+    waitForEvents(std::chrono::milliseconds(100));
+    saved = save(QStringLiteral("settings-options.png"), windowWith(settings)) && saved;
     settings.reject();
     return saved;
 }

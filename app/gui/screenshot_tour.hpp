@@ -46,6 +46,8 @@ private:
     bool deviceFound();
     bool criticalBanner();
     bool settingsWithErrors();
+    // The Reservations and Options pages filled as a lab would, one mistake on each.
+    bool labSettingsPages();
 
     bool reach(const char* state, const std::function<bool()>& condition,
                std::chrono::milliseconds limit = std::chrono::seconds(20));

@@ -8,10 +8,13 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalBlocker>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
+#include "app/gui/options_page.hpp"
+#include "app/gui/reservations_page.hpp"
 #include "core/config/lease_preset.hpp"
 
 namespace corvane {
@@ -25,7 +28,9 @@ SettingsDialog::SettingsDialog(QWidget* parent)
       customLease_(textField("customLease", gui_texts::customLeasePlaceholder)),
       router_(textField("router", gui_texts::optionalPlaceholder)),
       dns_(textField("dns", gui_texts::optionalPlaceholder)),
-      buttons_(new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this)) {
+      buttons_(new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this)),
+      tabs_(new QTabWidget(this)), reservations_(new ReservationsPage(this)),
+      options_(new OptionsPage(this)) {
     setWindowTitle(gui_texts::settingsTitle);
     prefix_->setMaximumWidth(60);
     leasePreset_->setObjectName(QStringLiteral("leasePreset"));
@@ -83,9 +88,15 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     addArea(gui_texts::dnsArea, dns, SettingsForm::Field::dns);
     grid->setColumnStretch(1, 1);
 
+    auto* serverPage = new QWidget(this);
+    auto* serverLayout = new QVBoxLayout(serverPage);
+    serverLayout->addLayout(grid);
+    serverLayout->addStretch();
+    tabs_->addTab(serverPage, gui_texts::serverTab);
+    tabs_->addTab(reservations_, gui_texts::reservationsTab);
+    tabs_->addTab(options_, gui_texts::optionsTab);
     auto* layout = new QVBoxLayout(this);
-    layout->addLayout(grid);
-    layout->addStretch();
+    layout->addWidget(tabs_, 1);
     layout->addWidget(buttons_);
     setMinimumWidth(520);
 
@@ -93,6 +104,8 @@ SettingsDialog::SettingsDialog(QWidget* parent)
         connect(edit, &QLineEdit::textChanged, this, &SettingsDialog::evaluate);
     }
     connect(leasePreset_, &QComboBox::currentIndexChanged, this, &SettingsDialog::evaluate);
+    connect(reservations_, &ReservationsPage::changed, this, &SettingsDialog::evaluate);
+    connect(options_, &OptionsPage::changed, this, &SettingsDialog::evaluate);
     connect(buttons_, &QDialogButtonBox::accepted, this, [this] {
         if (canSave()) {
             accept();
@@ -119,6 +132,8 @@ void SettingsDialog::setForm(const SettingsForm& form) {
         customLease_->setText(QString::fromStdString(form.customLease));
         router_->setText(QString::fromStdString(form.router));
         dns_->setText(QString::fromStdString(form.dns));
+        reservations_->showRows(form.reservations);
+        options_->showForm(form);
     }
     evaluate();
 }
@@ -133,10 +148,18 @@ SettingsForm SettingsDialog::form() const {
     form.customLease = customLease_->text().toStdString();
     form.router = router_->text().toStdString();
     form.dns = dns_->text().toStdString();
+    form.reservations = reservations_->rows();
+    options_->fill(form);
     return form;
 }
 
 QString SettingsDialog::messagesShown(SettingsForm::Field field) const {
+    if (field == SettingsForm::Field::reservations) {
+        return reservations_->messagesShown();
+    }
+    if (field == SettingsForm::Field::boot || field == SettingsForm::Field::options) {
+        return options_->messagesShown(field);
+    }
     const QLabel* label = messages_.at(field);
     return label->isHidden() ? QString() : label->text();
 }
@@ -166,10 +189,16 @@ void SettingsDialog::evaluate() {
         label->setText(lines.join(QLatin1Char('\n')));
         label->show();
     }
+    reservations_->showMessages(evaluation.errors);
+    options_->showMessages(evaluation.errors);
     const auto count = current.rangeCount();
     rangeCount_->setText(count ? gui_texts::addressCount(*count) : QString());
     customLease_->setEnabled(current.leasePreset == LeasePreset::custom);
     buttons_->button(QDialogButtonBox::Save)->setEnabled(evaluation.config.has_value());
+}
+
+void SettingsDialog::showPage(QWidget& page) {
+    tabs_->setCurrentWidget(&page);
 }
 
 QLineEdit* SettingsDialog::textField(const char* name, const QString& placeholder) {

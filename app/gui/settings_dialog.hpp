@@ -11,8 +11,12 @@ class QComboBox;
 class QDialogButtonBox;
 class QLabel;
 class QLineEdit;
+class QTabWidget;
 
 namespace corvane {
+
+class OptionsPage;
+class ReservationsPage;
 
 // The settings sheet: the server's address and prefix, the address range with its size, the
 // lease time as a preset or typed, the gateway and the DNS servers. Every area shows its own
@@ -34,6 +38,11 @@ public:
     QString rangeCountShown() const;
     bool canSave() const;
 
+    // The Reservations and Options pages, and a way to bring one to the front.
+    ReservationsPage& reservationsPage() { return *reservations_; }
+    OptionsPage& optionsPage() { return *options_; }
+    void showPage(QWidget& page);
+
 private:
     void evaluate();
     // A line edit named after its field, so that tests and tools can find it.
@@ -50,6 +59,9 @@ private:
     QLineEdit* dns_;
     std::map<SettingsForm::Field, QLabel*> messages_;
     QDialogButtonBox* buttons_;
+    QTabWidget* tabs_;
+    ReservationsPage* reservations_;
+    OptionsPage* options_;
 };
 
 } // namespace corvane

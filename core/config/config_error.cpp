@@ -18,6 +18,20 @@ std::optional<Subnet> ConfigError::subnet() const {
     return std::nullopt;
 }
 
+std::optional<ReservationIssue> ConfigError::reservationIssue() const {
+    if (const auto* issue = std::get_if<ReservationIssue>(&payload_)) {
+        return *issue;
+    }
+    return std::nullopt;
+}
+
+std::optional<OptionIssue> ConfigError::optionIssue() const {
+    if (const auto* issue = std::get_if<OptionIssue>(&payload_)) {
+        return *issue;
+    }
+    return std::nullopt;
+}
+
 std::string ConfigError::description() const {
     switch (kind_) {
     case Kind::prefixOutOfBounds:
@@ -38,6 +52,28 @@ std::string ConfigError::description() const {
         return std::string(config_texts::leaseTimeOutOfBounds);
     case Kind::tooManyDNSServers:
         return std::string(config_texts::tooManyDNSServers);
+    case Kind::reservationOutsideSubnet: {
+        const auto issue = *reservationIssue();
+        return config_texts::reservationOutsideSubnet(issue.reservation.mac, issue.reservation.ip,
+                                                      *issue.subnet);
+    }
+    case Kind::reservationOnServerIP: {
+        const auto issue = *reservationIssue();
+        return config_texts::reservationOnServerIP(issue.reservation.mac, issue.reservation.ip);
+    }
+    case Kind::addressReservedTwice:
+        return config_texts::addressReservedTwice(reservationIssue()->reservation.ip);
+    case Kind::deviceReservedTwice:
+        return config_texts::deviceReservedTwice(reservationIssue()->reservation.mac);
+    case Kind::optionOwnedByServer: {
+        const auto issue = *optionIssue();
+        return config_texts::optionOwnedByServer(issue.code,
+                                                 config_texts::settingFieldName(issue.owner));
+    }
+    case Kind::optionValueInvalid:
+        return optionIssue()->sentence;
+    case Kind::bootFileTooLong:
+        return std::string(config_texts::bootFileTooLong);
     }
     return {};
 }

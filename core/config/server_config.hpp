@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -10,6 +12,7 @@
 #include "core/address/ipv4_address.hpp"
 #include "core/address/subnet.hpp"
 #include "core/config/config_error.hpp"
+#include "core/config/reservation.hpp"
 
 namespace corvane {
 
@@ -26,6 +29,15 @@ struct ServerConfig {
     std::uint32_t leaseSeconds = 0;
     std::optional<IPv4Address> router;
     std::vector<IPv4Address> dns;
+    // Devices that always get the same address, in the order they were given.
+    std::vector<Reservation> reservations{};
+    // Extra options by code, each value in the text form `encodeOptionValue` reads, kept as
+    // written so the settings window and error messages show what the user typed.
+    std::map<std::uint8_t, std::string> options{};
+    // The boot server for a reply's siaddr, and the boot file for its file field and, when
+    // the client asks for it, option 67.
+    std::optional<IPv4Address> nextServer{};
+    std::string bootFile{};
 
     // 192.168.0.1/24 serving .100 to .200 for a day, with no router and no DNS servers.
     static ServerConfig defaultConfig();
@@ -44,6 +56,11 @@ struct ServerConfig {
     // Whether `ip` lies between the stored ends; a reversed range contains nothing.
     bool inRange(IPv4Address ip) const;
 
+    // The reservation of this device, if it has one.
+    const Reservation* reservationFor(const MACAddress& mac) const;
+    // Whether `ip` is reserved for a device other than `mac`.
+    bool isReservedForAnother(IPv4Address ip, const MACAddress& mac) const;
+
     // Every rule this configuration breaks, in the order the settings sheet shows them.
     // Empty means it may be served. A bad prefix is reported alone, since every other rule
     // depends on the subnet.
@@ -52,9 +69,10 @@ struct ServerConfig {
     friend bool operator==(const ServerConfig&, const ServerConfig&) = default;
 };
 
-// The settings form of a configuration: addresses as dotted-quad strings, "router" only
-// when one is set. Decoding is strict and all-or-nothing: a missing key, a wrong JSON type
-// or an address that does not parse throws `DecodingError`; nothing is validated here.
+// The settings form of a configuration: addresses as dotted-quad strings, "router" and
+// "nextServer" only when set, "reservations", "options" and "bootFile" only when not empty.
+// Decoding is strict and all-or-nothing: a missing key, a wrong JSON type or an address that does
+// not parse throws `DecodingError`; nothing is validated here.
 void to_json(nlohmann::json& document, const ServerConfig& config);
 void from_json(const nlohmann::json& document, ServerConfig& config);
 

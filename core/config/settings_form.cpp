@@ -5,6 +5,7 @@
 
 #include "core/config/config_texts.hpp"
 #include "core/config/duration_text.hpp"
+#include "core/config/settings_form_lab.hpp"
 
 namespace corvane {
 namespace {
@@ -75,6 +76,16 @@ SettingsForm::Field fieldShowing(ConfigError::Kind kind) {
         return Field::lease;
     case Kind::tooManyDNSServers:
         return Field::dns;
+    case Kind::reservationOutsideSubnet:
+    case Kind::reservationOnServerIP:
+    case Kind::addressReservedTwice:
+    case Kind::deviceReservedTwice:
+        return Field::reservations;
+    case Kind::bootFileTooLong:
+        return Field::boot;
+    case Kind::optionOwnedByServer:
+    case Kind::optionValueInvalid:
+        return Field::options;
     }
     return Field::server;
 }
@@ -98,6 +109,7 @@ SettingsForm::SettingsForm(const ServerConfig& config)
       rangeStart(config.rangeStart.description()), rangeEnd(config.rangeEnd.description()),
       leasePreset(LeasePreset::custom), router(config.router ? config.router->description() : ""),
       dns(joinedAddresses(config.dns)) {
+    fillLabFields(*this, config);
     for (const auto preset : allLeasePresets) {
         if (leasePresetSeconds(preset) == config.leaseSeconds) {
             leasePreset = preset;
@@ -157,11 +169,12 @@ SettingsForm::Evaluation SettingsForm::evaluate() const {
     if (!servers) {
         add(Field::dns, config_texts::dnsNotAddresses);
     }
+    auto lab = readLabFields(*this, result.errors);
     if (!result.errors.empty()) {
         return result;
     }
 
-    const ServerConfig candidate{
+    ServerConfig candidate{
         .serverIP = *server,
         .prefixLength = *prefixLength,
         .rangeStart = *start,
@@ -170,6 +183,10 @@ SettingsForm::Evaluation SettingsForm::evaluate() const {
         .router = gateway,
         .dns = *servers,
     };
+    candidate.reservations = std::move(lab.reservations);
+    candidate.options = std::move(lab.options);
+    candidate.nextServer = lab.nextServer;
+    candidate.bootFile = std::move(lab.bootFile);
     for (const auto& error : candidate.validate()) {
         add(fieldShowing(error.kind()), error.description());
     }

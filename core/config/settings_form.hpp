@@ -15,7 +15,7 @@ namespace corvane {
 // picker. It holds nothing else, so evaluating it again always gives the same answer.
 struct SettingsForm {
     // The sheet's areas, each showing its own messages; `server` covers address and prefix.
-    enum class Field { server, range, lease, gateway, dns };
+    enum class Field { server, range, lease, gateway, dns, reservations, boot, options };
     // Messages per area, in the order they were found. An area without problems has no
     // entry at all, never an empty list.
     using Messages = std::map<Field, std::vector<std::string>>;
@@ -39,6 +39,25 @@ struct SettingsForm {
     std::string router;
     // Addresses separated by commas; empty for none.
     std::string dns;
+
+    // One row of the Reservations list, as typed.
+    struct ReservationRow {
+        std::string mac;
+        std::string ip;
+        std::string name;
+        friend bool operator==(const ReservationRow&, const ReservationRow&) = default;
+    };
+    // One row of the extra options table: a code and a value in the `--option` syntax.
+    struct OptionRow {
+        std::string code;
+        std::string value;
+        friend bool operator==(const OptionRow&, const OptionRow&) = default;
+    };
+    std::vector<ReservationRow> reservations;
+    // Empty for no boot server or no boot file.
+    std::string nextServer;
+    std::string bootFile;
+    std::vector<OptionRow> options;
 
     SettingsForm() = default;
     // The texts that show `config`; evaluating them unchanged gives `config` back.

@@ -151,15 +151,17 @@ int LeaseTable::clearInactive(TimePoint now) {
     return static_cast<int>(removed);
 }
 
-std::vector<Lease> LeaseTable::dropOutside(const AddressRange& range) {
+std::vector<Lease> LeaseTable::dropOutside(const AddressRange& range,
+                                           const std::function<bool(const Lease&)>& spare) {
     std::vector<Lease> dropped;
     std::vector<Lease> kept;
     kept.reserve(leases_.size());
     for (auto& lease : leases_) {
-        if (!range.contains(lease.ip)) {
+        const bool keep = range.contains(lease.ip) || (spare && spare(lease));
+        if (!keep) {
             changes_.mark(lease.mac);
         }
-        (range.contains(lease.ip) ? kept : dropped).push_back(std::move(lease));
+        (keep ? kept : dropped).push_back(std::move(lease));
     }
     leases_ = std::move(kept);
     if (!dropped.empty()) {

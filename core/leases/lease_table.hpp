@@ -52,8 +52,10 @@ public:
     void pruneQuarantine(TimePoint now);
     // Removes every record that does not hold its address at `now`; returns how many.
     int clearInactive(TimePoint now);
-    // Removes the records whose address lies outside `range`, returned in their old order.
-    std::vector<Lease> dropOutside(const AddressRange& range);
+    // Removes the records whose address lies outside `range`, returned in their old order;
+    // records that `spare` accepts stay wherever their address lies.
+    std::vector<Lease> dropOutside(const AddressRange& range,
+                                   const std::function<bool(const Lease&)>& spare = {});
 
     // Stable sorts into new lists; the table keeps its own order.
     std::vector<Lease> sortedByIP() const;

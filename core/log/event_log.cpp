@@ -11,6 +11,7 @@
 #include "core/config/duration_text.hpp"
 #include "core/leases/iso8601.hpp"
 #include "core/log/zoned_clock.hpp"
+#include "core/maker/maker_registry.hpp"
 
 namespace corvane::EventLog {
 namespace {
@@ -108,13 +109,20 @@ std::optional<LogParts> partsOf(const ServerEvent& event) {
 struct ExtraKeys {
     nlohmann::json& object;
 
+    void addMAC(const MACAddress& mac) const {
+        object["mac"] = mac.description();
+        if (auto maker = makerName(mac)) {
+            object["maker"] = std::move(*maker);
+        }
+    }
+
     void operator()(const ServerEvent::Received& received) const {
         const auto& packet = received.packet;
         if (packet.type) {
             object["type"] = typeName(packet.type);
         }
         if (packet.mac) {
-            object["mac"] = packet.mac->description();
+            addMAC(*packet.mac);
         }
         if (packet.hostname) {
             object["hostname"] = *packet.hostname;
@@ -134,7 +142,7 @@ struct ExtraKeys {
         const auto& reply = sent.reply;
         object["type"] = typeName(reply.type);
         object["ip"] = reply.ip.description();
-        object["mac"] = reply.mac.description();
+        addMAC(reply.mac);
         object["destination"] = reply.destination.description();
         object["interface"] = reply.interface;
         if (reply.note) {
@@ -143,12 +151,12 @@ struct ExtraKeys {
     }
     void operator()(const ServerEvent::LeaseChanged& changed) const {
         object["ip"] = changed.lease.ip.description();
-        object["mac"] = changed.lease.mac.description();
+        addMAC(changed.lease.mac);
         object["state"] = std::string(leaseStateName(changed.lease.state));
     }
     void operator()(const ServerEvent::Presence& presence) const {
         object["ip"] = presence.ip.description();
-        object["mac"] = presence.mac.description();
+        addMAC(presence.mac);
         object["state"] = std::string(presenceStateName(presence.state));
     }
     template <typename OtherCase> void operator()(const OtherCase&) const {}

@@ -14,6 +14,8 @@ namespace {
 constexpr std::size_t chaddrLength = 16;
 // Server name (64 bytes) and boot file name (128 bytes), RFC 2131 section 2.
 constexpr std::size_t serverNameAndFileLength = 192;
+constexpr std::size_t serverNameLength = 64;
+constexpr std::size_t bootFileLength = 128;
 constexpr std::size_t maximumOptionData = 255;
 // Host names and vendor classes are shown in one log line and one table cell.
 constexpr std::size_t displayedTextLimit = 64;
@@ -105,7 +107,12 @@ Bytes DHCPPacket::serialize(std::size_t minimumLength) const {
     }
     const auto kept = std::min(chaddr.size(), chaddrLength);
     out.insert(out.end(), chaddr.begin(), chaddr.begin() + static_cast<std::ptrdiff_t>(kept));
-    out.resize(out.size() + (chaddrLength - kept) + serverNameAndFileLength, 0);
+    out.resize(out.size() + (chaddrLength - kept) + serverNameLength, 0);
+    const auto fileStart = out.size();
+    const auto fileKept = std::min(bootFile.size(), bootFileLength - 1);
+    out.insert(out.end(), bootFile.begin(),
+               bootFile.begin() + static_cast<std::ptrdiff_t>(fileKept));
+    out.resize(fileStart + bootFileLength, 0);
     append(out, magicCookie);
     for (const auto& field : options) {
         requireEncodableOption(field.code, field.data.size());

@@ -17,8 +17,9 @@
 
 namespace corvane {
 
-// One BOOTP/DHCP message (RFC 2131 section 2). The server-name and boot-file areas are not
-// kept: they are skipped on reading and written as zeros. A default packet is an Ethernet
+// One BOOTP/DHCP message (RFC 2131 section 2). The server-name area is not kept, and the
+// boot-file area only on the way out: both are skipped on reading, the server name is
+// written as zeros and the file area holds `bootFile`. A default packet is an Ethernet
 // BOOTREQUEST with a zero `chaddr` and no options; replies start from it.
 struct DHCPPacket {
     // The fixed header up to the magic cookie.
@@ -41,6 +42,9 @@ struct DHCPPacket {
     IPv4Address giaddr;
     Bytes chaddr = Bytes(16, 0);
     std::vector<DHCPOptionField> options;
+    // The boot file name a reply names in the file area; at most 127 bytes are written,
+    // so the area always ends with a zero.
+    std::string bootFile{};
 
     static std::variant<DHCPPacket, PacketError> parse(std::span<const std::uint8_t> datagram);
     // The wire form, padded with zeros to `minimumLength` when shorter.

@@ -5,6 +5,7 @@
 #include "core/address/big_endian.hpp"
 #include "core/config/duration_text.hpp"
 #include "core/packet/option_code.hpp"
+#include "core/responder/reply_options.hpp"
 #include "core/responder/responder.hpp"
 #include "core/responder/responder_texts.hpp"
 #include "core/responder/responder_worker.hpp"
@@ -89,6 +90,9 @@ void ResponderWorker::reply(DHCPMessageType type, IPv4Address yiaddr, bool inclu
     if (const auto vendor = packet_.vendorClass(); vendor && vendor->starts_with("APC")) {
         packet.setOption(OptionCode::vendorSpecific, bytesOf(Responder::apcCookie));
         noteParts.emplace_back(responder_texts::apcCookieNote);
+    }
+    for (const auto& option : addBootAndConfiguredOptions(packet, packet_, config_)) {
+        note(ServerEvent::Info{responder_texts::optionLeftOut(option.code, option.limit)});
     }
     // A client with an address can hear unicast; one without may not (RFC 2131 4.1).
     const auto destination = packet_.ciaddr != IPv4Address::zero

@@ -58,6 +58,23 @@ inline std::string reclaimed(IPv4Address ip, const MACAddress& previousHolder) {
            " (offline, lease not expired)";
 }
 
+inline std::string optionLeftOut(std::uint8_t code, std::size_t limit) {
+    return "option " + std::to_string(code) + " left out: the reply would exceed the " +
+           std::to_string(limit) + " bytes the client accepts";
+}
+inline std::string reservedTakenFrom(IPv4Address ip, const MACAddress& holder,
+                                     const MACAddress& reserved) {
+    return "reserved address " + ip.description() + " taken from " + holder.description() +
+           " for " + reserved.description() + ", its reserved device";
+}
+inline std::string reservedDeclinedRecently(IPv4Address ip) {
+    return "reserved address " + ip.description() + " was declined recently";
+}
+
+inline constexpr std::string_view notTheReservedAddress =
+    "requested address is not this device's reserved address";
+inline constexpr std::string_view reservedForAnotherDevice =
+    "address is reserved for another device";
 inline constexpr std::string_view noRequestedAddress = "no requested address";
 inline constexpr std::string_view requestedNotAvailable = "requested address is not available";
 inline constexpr std::string_view notOnThisNetwork = "requested address is not on this network";

@@ -89,6 +89,10 @@ void ResponderWorker::handle(DHCPMessageType type) {
 }
 
 void ResponderWorker::discover() {
+    if (const auto* reservation = config_.reservationFor(mac_)) {
+        discoverReserved(*reservation);
+        return;
+    }
     const auto ip = chooseAddress(
         mac_, packet_.requestedIP(), table_, config_.range(),
         [this](IPv4Address candidate) { return usable(candidate); },
@@ -118,12 +122,12 @@ void ResponderWorker::discover() {
 
 // RFC 2131 section 4.3.2 tells the client states apart by option 54 and ciaddr.
 void ResponderWorker::request() {
-    if (const auto server = packet_.serverID()) {
-        if (*server == config_.serverIP) {
-            requestWhileSelecting();
-        } else {
-            choseAnotherServer(*server);
-        }
+    if (const auto server = packet_.serverID(); server && *server != config_.serverIP) {
+        choseAnotherServer(*server);
+    } else if (const auto* reservation = config_.reservationFor(mac_)) {
+        requestReserved(*reservation);
+    } else if (server) {
+        requestWhileSelecting();
     } else if (packet_.ciaddr == IPv4Address::zero) {
         requestWhileRebooting();
     } else {
@@ -159,6 +163,8 @@ void ResponderWorker::requestWhileRebooting() {
         nak(responder_texts::outsideRange);
     } else if (table_.isQuarantined(*requested, now_)) {
         nak(responder_texts::declinedRecently);
+    } else if (config_.isReservedForAnother(*requested, mac_)) {
+        nak(responder_texts::reservedForAnotherDevice);
     } else if (otherHolder(*requested, mac_)) {
         nak(responder_texts::inUseByAnotherDevice);
     } else {
@@ -168,7 +174,9 @@ void ResponderWorker::requestWhileRebooting() {
 
 void ResponderWorker::requestWhileRenewing() {
     const auto current = packet_.ciaddr;
-    if (clientHolds(current) || isFree(current)) {
+    if (config_.isReservedForAnother(current, mac_)) {
+        nak(responder_texts::reservedForAnotherDevice);
+    } else if (clientHolds(current) || isFree(current)) {
         acknowledge(current);
     } else {
         nak(responder_texts::notAvailableForRenewal);
@@ -242,7 +250,8 @@ void ResponderWorker::inform() {
 }
 
 bool ResponderWorker::usable(IPv4Address ip) const {
-    return config_.inRange(ip) && ip != config_.serverIP && !table_.isQuarantined(ip, now_);
+    return config_.inRange(ip) && ip != config_.serverIP && !table_.isQuarantined(ip, now_) &&
+           !config_.isReservedForAnother(ip, mac_);
 }
 
 bool ResponderWorker::isFree(IPv4Address ip) const {

@@ -40,12 +40,17 @@ private:
     void requestWhileRebooting();
     void requestWhileRenewing();
     void choseAnotherServer(IPv4Address server);
+    // A device with a reservation gets that address, wherever it lies, and no other.
+    void discoverReserved(const Reservation& reservation);
+    void requestReserved(const Reservation& reservation);
+    // Frees a reserved address from another device's lease, saying so in the log.
+    void takeReservedAddress(IPv4Address ip);
     void decline();
     void release();
     void inform();
 
     // May this address be handed out at all: inside the stored range, not the server's
-    // own, not held back.
+    // own, not held back, not reserved for another device.
     bool usable(IPv4Address ip) const;
     // Usable, and nobody holds it now, the asking client included.
     bool isFree(IPv4Address ip) const;

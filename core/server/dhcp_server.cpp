@@ -187,7 +187,12 @@ void DHCPServer::loadLeases() {
         table_ = LeaseTable();
         raise(Notice::leaseFileUnreadable(error.what()));
     }
-    const auto dropped = table_.dropOutside(options_.config.range());
+    // A reserved device keeps its lease outside the range: the reservation put it there.
+    const auto& config = options_.config;
+    const auto dropped = table_.dropOutside(config.range(), [&config](const Lease& lease) {
+        const auto* reservation = config.reservationFor(lease.mac);
+        return reservation && reservation->ip == lease.ip;
+    });
     for (const auto& lease : dropped) {
         emit(ServerEvent::Info{server_texts::droppedOutsideRange(lease.ip, lease.mac)});
         emit(ServerEvent::LeaseRemoved{lease.mac});

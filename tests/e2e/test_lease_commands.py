@@ -52,10 +52,11 @@ class LeaseCommands(LabTest):
         listing = self.corvane("leases", *self.lease_file)
         self.assertEqual(listing.returncode, 0, listing.stderr)
         heading, bound, gone = listing.stdout.splitlines()
-        self.assertRegex(heading, r"^ADDRESS +MAC +STATE +EXPIRES +HOST NAME$")
-        self.assertRegex(bound, rf"^{re.escape(self.client['ip'])} +{self.mac} +bound +in (9|10) m")
-        self.assertRegex(gone, rf"^{re.escape(released_ip)} +{released_mac} +released +- +-$")
-        for column, value in (("MAC", self.mac), ("STATE", "bound"), ("EXPIRES", "in ")):
+        self.assertRegex(heading, r"^ADDRESS +MAC +MAKER +STATE +EXPIRES +HOST NAME$")
+        self.assertRegex(bound, rf"^{re.escape(self.client['ip'])} +{self.mac} +locally administered +bound +in (9|10) m")
+        self.assertRegex(gone, rf"^{re.escape(released_ip)} +{released_mac} +locally administered +released +- +-$")
+        for column, value in (("MAC", self.mac), ("MAKER", "locally administered"),
+                              ("STATE", "bound"), ("EXPIRES", "in ")):
             self.assertEqual(bound.index(value), heading.index(column), listing.stdout)
 
         cleared = self.corvane("clear-expired", *self.lease_file)

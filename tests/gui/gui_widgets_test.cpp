@@ -16,6 +16,7 @@
 #include "app/gui/lease_table_view.hpp"
 #include "app/gui/log_model.hpp"
 #include "app/gui/notice_banner.hpp"
+#include "app/gui/reservations_page.hpp"
 #include "app/gui/settings_dialog.hpp"
 #include "app/gui/waiting_panel.hpp"
 #include "app/model/app_model.hpp"
@@ -201,6 +202,32 @@ private Q_SLOTS:
         QCOMPARE(sheet.messagesShown(SettingsForm::Field::server),
                  QString::fromStdString(config_texts::prefixOutOfBounds(31)));
         QCOMPARE(sheet.messagesShown(SettingsForm::Field::dns), QString());
+        QVERIFY(!sheet.canSave());
+    }
+
+    void settingsPagesKeepTheLabSettingsAndShowMistakesOnTheirPage() {
+        SettingsDialog sheet;
+        auto lab = ServerConfig::defaultConfig();
+        lab.reservations = {
+            {*MACAddress::parse("02:00:00:00:00:01"), IPv4Address(192, 168, 0, 20), "camera"}};
+        lab.options = {{66, "tftp.lab"}};
+        lab.nextServer = IPv4Address(192, 168, 0, 2);
+        lab.bootFile = "pxelinux.0";
+        sheet.setConfig(lab);
+        QCOMPARE(sheet.config(), std::optional(lab));
+
+        sheet.reservationsPage().reserve("02:00:00:00:00:02", "10.0.0.5", "");
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::reservations),
+                 QStringLiteral("Reserved address 10.0.0.5 for 02:00:00:00:00:02 must be inside "
+                                "192.168.0.0/24."));
+        QVERIFY(!sheet.canSave());
+        sheet.reservationsPage().reserve("02:00:00:00:00:02", "192.168.0.21", "");
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::reservations), QString());
+        QCOMPARE(sheet.config()->reservations.size(), 2u);
+
+        QTest::keyClicks(&child<QLineEdit>(sheet, "nextServer"), QStringLiteral("x"));
+        QCOMPARE(sheet.messagesShown(SettingsForm::Field::boot),
+                 gui_texts::toQString(config_texts::nextServerNotAnAddress));
         QVERIFY(!sheet.canSave());
     }
 

@@ -15,7 +15,8 @@ using namespace std::chrono_literals;
 const TimePoint sampleTime = date::sys_days{date::year{2025} / 3 / 1} + 14h + 5min + 9s + 123ms;
 const date::time_zone* const utc = nullptr;
 
-const MACAddress deviceMAC({0x00, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e});
+// Locally administered, so its maker reads the same whatever registry is installed.
+const MACAddress deviceMAC({0x02, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e});
 const IPv4Address deviceIP(192, 168, 0, 150);
 
 Lease sampleLease(std::optional<std::string> hostname) {
@@ -34,7 +35,7 @@ PacketSummary fullRequest() {
     packet.xid = 0xdeadbeef;
     packet.hostname = "camera";
     packet.vendorClass = "udhcp 1.36.1";
-    packet.clientID = "01:00:1a:2b:3c:4d:5e";
+    packet.clientID = "01:02:1a:2b:3c:4d:5e";
     packet.requestedIP = deviceIP;
     packet.serverID = IPv4Address(192, 168, 0, 1);
     packet.ciaddr = IPv4Address(192, 168, 0, 151);
@@ -108,17 +109,23 @@ std::vector<EventCase> everyEvent() {
     auto typeless = fullRequest();
     typeless.type.reset();
     const auto none = nlohmann::json::object();
-    const nlohmann::json leaseKeys = {
-        {"ip", "192.168.0.150"}, {"mac", "00:1a:2b:3c:4d:5e"}, {"state", "bound"}};
-    nlohmann::json typelessKeys = {
-        {"mac", "00:1a:2b:3c:4d:5e"},    {"hostname", "camera"},
-        {"vendorClass", "udhcp 1.36.1"}, {"requestedIP", "192.168.0.150"},
-        {"serverID", "192.168.0.1"},     {"xid", "0xdeadbeef"}};
+    const nlohmann::json leaseKeys = {{"ip", "192.168.0.150"},
+                                      {"mac", "02:1a:2b:3c:4d:5e"},
+                                      {"maker", "locally administered"},
+                                      {"state", "bound"}};
+    nlohmann::json typelessKeys = {{"mac", "02:1a:2b:3c:4d:5e"},
+                                   {"maker", "locally administered"},
+                                   {"hostname", "camera"},
+                                   {"vendorClass", "udhcp 1.36.1"},
+                                   {"requestedIP", "192.168.0.150"},
+                                   {"serverID", "192.168.0.1"},
+                                   {"xid", "0xdeadbeef"}};
     auto requestKeys = typelessKeys;
     requestKeys["type"] = "REQUEST";
     nlohmann::json broadcastKeys = {{"type", "ACK"},
                                     {"ip", "192.168.0.150"},
-                                    {"mac", "00:1a:2b:3c:4d:5e"},
+                                    {"mac", "02:1a:2b:3c:4d:5e"},
+                                    {"maker", "locally administered"},
                                     {"destination", "255.255.255.255:68"},
                                     {"interface", "enp3s0"}};
     auto unicastKeys = broadcastKeys;
@@ -130,8 +137,8 @@ std::vector<EventCase> everyEvent() {
          "1 h 30 m",
          "START", "started", none},
         {"received with every field", ServerEvent::Received{fullRequest()},
-         "RX REQUEST   00:1a:2b:3c:4d:5e host=camera vendor=udhcp 1.36.1 req=192.168.0.150 "
-         "sid=192.168.0.1 ciaddr=192.168.0.151 cid=01:00:1a:2b:3c:4d:5e xid=0xdeadbeef if=enp3s0",
+         "RX REQUEST   02:1a:2b:3c:4d:5e host=camera vendor=udhcp 1.36.1 req=192.168.0.150 "
+         "sid=192.168.0.1 ciaddr=192.168.0.151 cid=01:02:1a:2b:3c:4d:5e xid=0xdeadbeef if=enp3s0",
          "RX REQUEST", "received", requestKeys},
         {"received bare",
          ServerEvent::Received{bare},
@@ -149,22 +156,25 @@ std::vector<EventCase> everyEvent() {
          "TX ACK       192.168.0.150 -> 192.168.0.150:68 via enp3s0 (renewal)", "TX ACK", "sent",
          unicastKeys},
         {"dropped with a MAC", ServerEvent::Dropped{"not a request", deviceMAC},
-         "DROP         not a request 00:1a:2b:3c:4d:5e", "DROP", "dropped", none},
+         "DROP         not a request 02:1a:2b:3c:4d:5e", "DROP", "dropped", none},
         {"dropped without a MAC", ServerEvent::Dropped{"malformed (too short)", std::nullopt},
          "DROP         malformed (too short)", "DROP", "dropped", none},
         {"lease with a host name", ServerEvent::LeaseChanged{sampleLease("camera")},
-         "LEASE        bound 192.168.0.150 00:1a:2b:3c:4d:5e host=camera", "LEASE", "leaseChanged",
+         "LEASE        bound 192.168.0.150 02:1a:2b:3c:4d:5e host=camera", "LEASE", "leaseChanged",
          leaseKeys},
         {"lease without a host name", ServerEvent::LeaseChanged{sampleLease(std::nullopt)},
-         "LEASE        bound 192.168.0.150 00:1a:2b:3c:4d:5e", "LEASE", "leaseChanged", leaseKeys},
+         "LEASE        bound 192.168.0.150 02:1a:2b:3c:4d:5e", "LEASE", "leaseChanged", leaseKeys},
         {"lease removed", ServerEvent::LeaseRemoved{deviceMAC},
-         "LEASE        removed 00:1a:2b:3c:4d:5e", "LEASE", "leaseRemoved", none},
+         "LEASE        removed 02:1a:2b:3c:4d:5e", "LEASE", "leaseRemoved", none},
         {"presence",
          ServerEvent::Presence{deviceIP, deviceMAC, PresenceState::conflict, "arp"},
-         "CONFLICT     192.168.0.150 00:1a:2b:3c:4d:5e arp",
+         "CONFLICT     192.168.0.150 02:1a:2b:3c:4d:5e arp",
          "CONFLICT",
          "presence",
-         {{"ip", "192.168.0.150"}, {"mac", "00:1a:2b:3c:4d:5e"}, {"state", "conflict"}}},
+         {{"ip", "192.168.0.150"},
+          {"mac", "02:1a:2b:3c:4d:5e"},
+          {"maker", "locally administered"},
+          {"state", "conflict"}}},
         {"link up with media", ServerEvent::Link{true, "1000baseT full-duplex"},
          "LINK         up 1000baseT full-duplex", "LINK", "link", none},
         {"link up without media", ServerEvent::Link{true, std::nullopt}, "LINK         up", "LINK",
@@ -205,7 +215,7 @@ TEST(EventLogEvents, EachCaseHasItsLineKindAndJSON) {
 TEST(EventLogJSON, IsOneCompactLineWithSortedKeys) {
     const auto json = EventLog::json(ServerEvent::LeaseRemoved{deviceMAC}, sampleTime);
     EXPECT_EQ(json, R"({"event":"leaseRemoved","label":"LEASE","text":"removed )"
-                    R"(00:1a:2b:3c:4d:5e","time":"2025-03-01T14:05:09Z"})");
+                    R"(02:1a:2b:3c:4d:5e","time":"2025-03-01T14:05:09Z"})");
 }
 
 TEST(EventLogJSON, GivesNothingForTextThatIsNotUTF8) {
