@@ -4,12 +4,13 @@
 
 #include "cli/config_flags.hpp"
 #include "cli/event_printer.hpp"
-#include "cli/lease_file_lock.hpp"
+#include "cli/serve_control.hpp"
 #include "cli/serve_texts.hpp"
 #include "cli/serve_until_stopped.hpp"
 #include "cli/stop_signals.hpp"
 #include "cli/subcommands.hpp"
 #include "cli/usage_error.hpp"
+#include "core/capture/session_capture.hpp"
 #include "core/events/notice_texts.hpp"
 #include "core/host/host_texts.hpp"
 #include "core/host/interfaces.hpp"
@@ -29,6 +30,7 @@ struct ServeOptions {
     bool noPresence = false;
     bool force = false;
     bool json = false;
+    std::string pcapFile;
 };
 
 NetworkCard findCard(const std::vector<NetworkCard>& cards, const std::string& name) {
@@ -87,7 +89,7 @@ int serve(const ServeOptions& options) {
                                                         : std::filesystem::path(options.leaseFile));
     std::error_code ignored;
     std::filesystem::create_directories(leaseFile.path().parent_path(), ignored);
-    const LeaseFileLock lock(leaseFile.path());
+    LeaseFileLock lock(leaseFile.path());
     if (lock.state() == LeaseFileLock::State::inUseElsewhere) {
         std::cerr << texts::leaseFileInUseByServer(leaseFile.path()) << "\n";
         return refusedStatus;
@@ -103,6 +105,16 @@ int serve(const ServeOptions& options) {
                           zone);
     const auto server = DHCPServer::create(DHCPServer::Options{
         config, TransportMode::interface(card.bsdName), card.mac, leaseFile, !options.noPresence});
+    // Opened before the start, so that the run's first exchange is in the file.
+    std::unique_ptr<SessionCapture> capture;
+    if (!options.pcapFile.empty()) {
+        try {
+            capture = std::make_unique<SessionCapture>(card.bsdName, options.pcapFile);
+        } catch (const CaptureError& error) {
+            std::cerr << error.what() << "\n";
+            return refusedStatus;
+        }
+    }
     try {
         server->start();
     } catch (const TransportError& error) {
@@ -112,7 +124,15 @@ int serve(const ServeOptions& options) {
     EventPrinter printer(std::cout,
                          options.json ? EventPrinter::Format::json : EventPrinter::Format::text,
                          logFile, zone);
-    serveUntilStopped(*server, card.bsdName, signals, printer);
+    const auto control = openControlChannel(server, lock);
+    ServeHooks hooks;
+    if (control) {
+        hooks.onEvent = [&control](const ServerEvent& event, TimePoint at) {
+            control->publish(event, at);
+        };
+        hooks.beforeStop = [&control] { control->refuseRequests(); };
+    }
+    serveUntilStopped(*server, card.bsdName, signals, printer, std::nullopt, hooks);
     return successStatus;
 }
 
@@ -132,6 +152,9 @@ void addServeCommand(CLI::App& app) {
                       "Do not probe devices for presence or addresses for conflicts");
     command->add_flag("--force", options->force, "Serve even when a check before the start fails");
     command->add_flag("--json", options->json, "Print each event as one JSON object per line");
+    command->add_option(
+        "--pcap", options->pcapFile,
+        "Write every DHCP packet on the card to this pcap file (tcpdump, Wireshark)");
     command->callback([options] { exitUnlessSucceeded(serve(*options)); });
 }
 
