@@ -73,6 +73,18 @@ std::string startFailureText(const TransportError& error, const std::string& car
     return notice_texts::portInUse(holder);
 }
 
+// False, with the reason on stderr, when the capture cannot start.
+bool openCapture(const std::string& cardName, const std::string& file,
+                 std::unique_ptr<SessionCapture>& capture) {
+    try {
+        capture = std::make_unique<SessionCapture>(cardName, file);
+        return true;
+    } catch (const CaptureError& error) {
+        std::cerr << error.what() << "\n";
+        return false;
+    }
+}
+
 int serve(const ServeOptions& options) {
     const auto settings = userSettings();
     const auto config =
@@ -107,13 +119,8 @@ int serve(const ServeOptions& options) {
         config, TransportMode::interface(card.bsdName), card.mac, leaseFile, !options.noPresence});
     // Opened before the start, so that the run's first exchange is in the file.
     std::unique_ptr<SessionCapture> capture;
-    if (!options.pcapFile.empty()) {
-        try {
-            capture = std::make_unique<SessionCapture>(card.bsdName, options.pcapFile);
-        } catch (const CaptureError& error) {
-            std::cerr << error.what() << "\n";
-            return refusedStatus;
-        }
+    if (!options.pcapFile.empty() && !openCapture(card.bsdName, options.pcapFile, capture)) {
+        return refusedStatus;
     }
     try {
         server->start();
@@ -125,14 +132,8 @@ int serve(const ServeOptions& options) {
                          options.json ? EventPrinter::Format::json : EventPrinter::Format::text,
                          logFile, zone);
     const auto control = openControlChannel(server, lock);
-    ServeHooks hooks;
-    if (control) {
-        hooks.onEvent = [&control](const ServerEvent& event, TimePoint at) {
-            control->publish(event, at);
-        };
-        hooks.beforeStop = [&control] { control->refuseRequests(); };
-    }
-    serveUntilStopped(*server, card.bsdName, signals, printer, std::nullopt, hooks);
+    serveUntilStopped(*server, card.bsdName, signals, printer, std::nullopt,
+                      controlHooks(control.get()));
     return successStatus;
 }
 

@@ -22,4 +22,15 @@ std::unique_ptr<ControlServer> openControlChannel(const std::shared_ptr<DHCPServ
     }
 }
 
+ServeHooks controlHooks(ControlServer* channel) {
+    ServeHooks hooks;
+    if (channel != nullptr) {
+        hooks.onEvent = [channel](const ServerEvent& event, TimePoint at) {
+            channel->publish(event, at);
+        };
+        hooks.beforeStop = [channel] { channel->refuseRequests(); };
+    }
+    return hooks;
+}
+
 } // namespace corvane::cli
