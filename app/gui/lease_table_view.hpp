@@ -29,6 +29,7 @@ public:
 Q_SIGNALS:
     void forgetRequested(const QString& mac);
     void clearExpiredRequested();
+    void selectedMACChanged();
 
 private:
     void updateButtons();

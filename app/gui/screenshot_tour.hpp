@@ -44,6 +44,7 @@ private:
     bool failingChecks();
     bool running();
     bool deviceFound();
+    bool deviceTimeline();
     bool criticalBanner();
     bool settingsWithErrors();
 
