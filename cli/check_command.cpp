@@ -7,6 +7,7 @@
 #include "core/host/host_setup.hpp"
 #include "core/host/host_texts.hpp"
 #include "core/host/interfaces.hpp"
+#include "core/host/other_server_probe.hpp"
 #include "core/host/preflight.hpp"
 
 namespace corvane::cli {
@@ -40,7 +41,12 @@ int runChecks(const CheckOptions& options) {
     if (card == cards.end()) {
         throw UsageError({texts::unknownInterface(name)});
     }
-    const auto checks = Preflight::evaluate(Preflight::gather(*card, config, showVirtual, runner));
+    auto input = Preflight::gather(*card, config, showVirtual, runner);
+    // Nothing can answer across a cable without link, so the look is saved for later.
+    if (card->linkUp) {
+        input.otherServer = OtherServerProbe::probe(card->bsdName);
+    }
+    const auto checks = Preflight::evaluate(input);
 
     const auto serverText =
         config.serverIP.description() + "/" + std::to_string(config.prefixLength);

@@ -1,13 +1,16 @@
 #include <algorithm>
+#include <functional>
 #include <iostream>
 #include <limits>
 
-#include "cli/lease_file_lock.hpp"
+#include "cli/running_server.hpp"
 #include "cli/serve_texts.hpp"
 #include "cli/subcommands.hpp"
 #include "cli/text_table.hpp"
 #include "cli/usage_error.hpp"
 #include "core/config/duration_text.hpp"
+#include "core/control/control_error.hpp"
+#include "core/control/lease_file_lock.hpp"
 #include "core/events/notice.hpp"
 #include "core/events/notice_texts.hpp"
 #include "core/leases/lease_file.hpp"
@@ -81,10 +84,35 @@ std::string expiryText(const Lease& lease, TimePoint now) {
     return texts::expiresIn(formatDuration(static_cast<std::uint32_t>(capped)));
 }
 
+// The live table of the server running on the file, or the file's own table.
+std::optional<LeaseTable> currentTable(const LeaseFile& file) {
+    if (const auto server = connectToRunningServer(file.path())) {
+        const auto reply = server->ask({{"request", "leases"}});
+        std::vector<Lease> leases;
+        for (const auto& lease : reply.value("leases", nlohmann::json::array())) {
+            leases.push_back(lease.get<Lease>());
+        }
+        return LeaseTable(std::move(leases), {});
+    }
+    return readForShowing(file);
+}
+
+// Sends one edit to the running server and prints its outcome.
+int editOnServer(ControlClient& server, const nlohmann::json& request,
+                 const std::function<std::string(const nlohmann::json&)>& describe) {
+    const auto reply = server.ask(request);
+    if (!reply.value("ok", false)) {
+        std::cerr << texts::serverRefused(reply.value("error", "")) << "\n";
+        return refusedStatus;
+    }
+    std::cout << describe(reply) << "\n";
+    return successStatus;
+}
+
 int showLeases(const LeaseFileOption& option) {
     const auto file = option.file();
     const auto now = std::chrono::system_clock::now();
-    const auto table = readForShowing(file);
+    const auto table = currentTable(file);
     if (!table) {
         return refusedStatus;
     }
@@ -144,6 +172,14 @@ int forget(const std::string& macText, const LeaseFileOption& option) {
         throw UsageError({texts::badMAC(macText)});
     }
     const auto file = option.file();
+    if (const auto server = connectToRunningServer(file.path())) {
+        return editOnServer(*server, {{"request", "forget"}, {"mac", mac->description()}},
+                            [&](const nlohmann::json& reply) {
+                                const auto lease = reply.at("lease").get<Lease>();
+                                return texts::forgotLease(mac->description(),
+                                                          lease.ip.description());
+                            });
+    }
     return editLeases(file, [&](LeaseTable& table, TimePoint) -> std::optional<std::string> {
         const auto removed = table.remove(*mac);
         if (!removed) {
@@ -155,6 +191,12 @@ int forget(const std::string& macText, const LeaseFileOption& option) {
 }
 
 int clearExpired(const LeaseFileOption& option) {
+    if (const auto server = connectToRunningServer(option.file().path())) {
+        return editOnServer(
+            *server, {{"request", "clear-inactive"}}, [](const nlohmann::json& reply) {
+                return texts::clearedExpired(reply.at("cleared").get<std::size_t>());
+            });
+    }
     return editLeases(option.file(),
                       [](LeaseTable& table, TimePoint now) -> std::optional<std::string> {
                           const int count = table.clearInactive(now);

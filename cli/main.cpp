@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
     addCheckCommand(app);
     addServeCommand(app);
     addLeasesCommands(app);
+    addControlCommands(app);
     addDemoCommand(app);
     try {
         app.parse(argc, argv);

@@ -4,12 +4,13 @@
 
 #include "cli/config_flags.hpp"
 #include "cli/event_printer.hpp"
-#include "cli/lease_file_lock.hpp"
+#include "cli/serve_control.hpp"
 #include "cli/serve_texts.hpp"
 #include "cli/serve_until_stopped.hpp"
 #include "cli/stop_signals.hpp"
 #include "cli/subcommands.hpp"
 #include "cli/usage_error.hpp"
+#include "core/capture/session_capture.hpp"
 #include "core/events/notice_texts.hpp"
 #include "core/host/host_texts.hpp"
 #include "core/host/interfaces.hpp"
@@ -30,6 +31,7 @@ struct ServeOptions {
     bool force = false;
     bool json = false;
     bool sync = false;
+    std::string pcapFile;
 };
 
 NetworkCard findCard(const std::vector<NetworkCard>& cards, const std::string& name) {
@@ -72,6 +74,18 @@ std::string startFailureText(const TransportError& error, const std::string& car
     return notice_texts::portInUse(holder);
 }
 
+// False, with the reason on stderr, when the capture cannot start.
+bool openCapture(const std::string& cardName, const std::string& file,
+                 std::unique_ptr<SessionCapture>& capture) {
+    try {
+        capture = std::make_unique<SessionCapture>(cardName, file);
+        return true;
+    } catch (const CaptureError& error) {
+        std::cerr << error.what() << "\n";
+        return false;
+    }
+}
+
 int serve(const ServeOptions& options) {
     const auto settings = userSettings();
     const auto config =
@@ -89,7 +103,7 @@ int serve(const ServeOptions& options) {
                                                         : std::filesystem::path(options.leaseFile));
     std::error_code ignored;
     std::filesystem::create_directories(leaseFile.path().parent_path(), ignored);
-    const LeaseFileLock lock(leaseFile.path());
+    LeaseFileLock lock(leaseFile.path());
     if (lock.state() == LeaseFileLock::State::inUseElsewhere) {
         std::cerr << texts::leaseFileInUseByServer(leaseFile.path()) << "\n";
         return refusedStatus;
@@ -102,11 +116,17 @@ int serve(const ServeOptions& options) {
     LogFileWriter logFile(options.logDirectory.empty()
                               ? LogFileWriter::defaultDirectory()
                               : std::filesystem::path(options.logDirectory),
-                          zone, [](const std::string& problem) { std::cerr << problem << "\n"; });
+                          zone, [](const std::string& problem) { std::cerr << problem << "
+"; });
     const bool sync = options.sync || (settings && settings->syncLeaseWrites());
     const auto server =
         DHCPServer::create(DHCPServer::Options{config, TransportMode::interface(card.bsdName),
                                                card.mac, leaseFile, !options.noPresence, sync});
+    // Opened before the start, so that the run's first exchange is in the file.
+    std::unique_ptr<SessionCapture> capture;
+    if (!options.pcapFile.empty() && !openCapture(card.bsdName, options.pcapFile, capture)) {
+        return refusedStatus;
+    }
     try {
         server->start();
     } catch (const TransportError& error) {
@@ -116,9 +136,12 @@ int serve(const ServeOptions& options) {
     EventPrinter printer(std::cout,
                          options.json ? EventPrinter::Format::json : EventPrinter::Format::text,
                          logFile, zone);
-    serveUntilStopped(*server, card.bsdName, signals, printer);
+    const auto control = openControlChannel(server, lock);
+    serveUntilStopped(*server, card.bsdName, signals, printer, std::nullopt,
+                      controlHooks(control.get()));
     if (const auto lost = server->changesLostAtStop(); lost > 0) {
-        std::cerr << texts::leaseChangesLost(lost) << "\n";
+        std::cerr << texts::leaseChangesLost(lost) << "
+";
         return refusedStatus;
     }
     return successStatus;
@@ -143,6 +166,9 @@ void addServeCommand(CLI::App& app) {
     command->add_flag("--sync", options->sync,
                       "Flush each batch of lease changes to the disk before replying, so that "
                       "not even a power cut loses an announced lease");
+    command->add_option(
+        "--pcap", options->pcapFile,
+        "Write every DHCP packet on the card to this pcap file (tcpdump, Wireshark)");
     command->callback([options] { exitUnlessSucceeded(serve(*options)); });
 }
 

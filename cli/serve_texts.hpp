@@ -103,4 +103,30 @@ inline std::string demoNoDevice(std::string_view device) {
            " got no address in this run. The log above shows how far it came.";
 }
 
+// Talking to a running server through its control socket.
+inline std::string noServerOn(const std::filesystem::path& leaseFile) {
+    return "No corvane serve is running on the lease file " + pathText(leaseFile) +
+           ". Start one with \"corvane serve\", or name its file with --lease-file.";
+}
+inline std::string serverUnreachable(const std::filesystem::path& leaseFile,
+                                     std::string_view reason) {
+    return "A corvane serve holds the lease file " + pathText(leaseFile) +
+           " but cannot be reached: " + std::string(reason) +
+           " If it is starting, try again in a moment.";
+}
+inline std::string serverRefused(std::string_view reason) {
+    return "The running server refused: " + std::string(reason);
+}
+inline std::string noLeaseWithin(std::string_view mac, long long seconds) {
+    return std::string(mac) + " did not get an address within " + std::to_string(seconds) +
+           " seconds. Check that the device is cabled and asking for an address.";
+}
+inline std::string serverStoppedWaiting(std::string_view mac) {
+    return "The server stopped before " + std::string(mac) + " got an address.";
+}
+inline std::string badTimeout(long long seconds) {
+    return "--timeout: " + std::to_string(seconds) +
+           " is not a waiting time. Give a whole number of seconds, 1 or more.";
+}
+
 } // namespace corvane::cli::texts

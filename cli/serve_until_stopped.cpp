@@ -6,11 +6,15 @@ namespace corvane::cli {
 
 CorvaneState serveUntilStopped(DHCPServer& server, const std::string& interfaceName,
                                StopSignals& signals, EventPrinter& printer,
-                               std::optional<std::chrono::milliseconds> limit) {
+                               std::optional<std::chrono::milliseconds> limit,
+                               const ServeHooks& hooks) {
     CorvaneState state;
     state.runStarted(interfaceName);
-    std::thread watcher([&server, &signals, limit] {
+    std::thread watcher([&server, &signals, &hooks, limit] {
         if (signals.wait(limit) != StopSignals::Outcome::cancelled) {
+            if (hooks.beforeStop) {
+                hooks.beforeStop();
+            }
             server.stop();
         }
     });
@@ -19,6 +23,9 @@ CorvaneState serveUntilStopped(DHCPServer& server, const std::string& interfaceN
         const auto now = std::chrono::system_clock::now();
         state.apply(*event, now);
         printer.print(*event, now);
+        if (hooks.onEvent) {
+            hooks.onEvent(*event, now);
+        }
     }
     signals.cancel();
     watcher.join();

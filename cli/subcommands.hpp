@@ -32,6 +32,8 @@ void addCheckCommand(CLI::App& app);
 void addServeCommand(CLI::App& app);
 // `corvane leases`, `corvane forget MAC`, `corvane clear-expired`: the lease file and its edits.
 void addLeasesCommands(CLI::App& app);
+// `corvane wait-lease --mac MAC` and `corvane events`: scripts driving a running server.
+void addControlCommands(CLI::App& app);
 // `corvane demo [--seconds N]`: a real DHCP client served across a virtual cable.
 void addDemoCommand(CLI::App& app);
 

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenuBar>
@@ -16,6 +17,7 @@
 #include "app/gui/checklist_view.hpp"
 #include "app/gui/command_dialog.hpp"
 #include "app/gui/device_panel.hpp"
+#include "app/gui/device_timeline_view.hpp"
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
 #include "app/gui/launch_screen.hpp"
@@ -164,7 +166,11 @@ QWidget* DashboardWindow::buildMain() {
     auto* leasesLayout = new QVBoxLayout(leases);
     leasesLayout->setContentsMargins(0, 8, 0, 0);
     leasesLayout->addWidget(heading(gui_texts::leasesHeading, leases));
-    leasesLayout->addWidget(leaseTable_, 1);
+    timeline_ = new DeviceTimelineView(leases);
+    auto* leasesRow = new QHBoxLayout;
+    leasesRow->addWidget(leaseTable_, 1);
+    leasesRow->addWidget(timeline_, 1);
+    leasesLayout->addLayout(leasesRow, 1);
 
     auto* log = new QWidget(split);
     logView_ = new LogView(log);
@@ -188,6 +194,8 @@ void DashboardWindow::buildMenus() {
     // The sheet edits the next run's configuration, so it stays closed while a server runs.
     settingsAction_ =
         file->addAction(gui_texts::settingsAction, this, [this] { model_.setSettingsOpen(true); });
+    saveCapture_ =
+        file->addAction(gui_texts::saveCaptureAction, this, &DashboardWindow::saveCapture);
     file->addSeparator();
     file->addAction(gui_texts::quitAction, QKeySequence::Quit, qApp, &QApplication::quit);
 
@@ -292,6 +300,7 @@ void DashboardWindow::connectWidgets() {
                                                                  : name.toStdString());
                 settingsDialog_->showPage(reservations);
             });
+    connect(leaseTable_, &LeaseTableView::selectedMACChanged, this, &DashboardWindow::showTimeline);
     connect(leaseTable_, &LeaseTableView::clearExpiredRequested, this,
             [this] { model_.requestClearExpired(); });
     connect(logView_, &LogView::filterEdited, this,
@@ -336,6 +345,7 @@ void DashboardWindow::refreshScheduled() {
     }
     if (parts & logRefresh) {
         showLog();
+        showTimeline();
     }
 }
 
@@ -364,6 +374,7 @@ void DashboardWindow::showControls() {
     checklist_->setFixesEnabled(!running && !commandRunning);
     settings_->setEnabled(!running);
     settingsAction_->setEnabled(!running);
+    saveCapture_->setEnabled(model_.hasCapture());
     configureCard_->setEnabled(!running && !commandRunning && model_.selectedCard());
     restoreDHCP_->setEnabled(!running && !commandRunning && model_.selectedCard());
     if (running) {
@@ -533,6 +544,24 @@ void DashboardWindow::answerLeaseEdit(int) {
         model_.confirmForgetLease();
     } else if (model_.confirmClear()) {
         model_.confirmClearExpired();
+    }
+}
+
+void DashboardWindow::showTimeline() {
+    const QString mac = leaseTable_->selectedMAC();
+    const auto device = MACAddress::parse(mac.toStdString());
+    timeline_->show(device ? mac : QString(), device ? model_.timeline(*device) : DeviceTimeline{});
+}
+
+void DashboardWindow::saveCapture() {
+    const QString path =
+        QFileDialog::getSaveFileName(this, gui_texts::saveCaptureTitle,
+                                     QStringLiteral("corvane.pcap"), gui_texts::captureFileFilter);
+    if (path.isEmpty()) {
+        return;
+    }
+    if (const auto error = model_.saveCapture(path.toStdString())) {
+        QMessageBox::warning(this, gui_texts::saveCaptureTitle, QString::fromStdString(*error));
     }
 }
 

@@ -19,6 +19,7 @@ class CardPicker;
 class ChecklistView;
 class CommandDialog;
 class DevicePanel;
+class DeviceTimelineView;
 class LaunchScreen;
 class LeaseTableView;
 class LogView;
@@ -45,6 +46,7 @@ public:
     DevicePanel& devicePanel() { return *devicePanel_; }
     WaitingPanel& waitingPanel() { return *waitingPanel_; }
     LeaseTableView& leaseTable() { return *leaseTable_; }
+    DeviceTimelineView& deviceTimeline() { return *timeline_; }
     LogView& logView() { return *logView_; }
     SettingsDialog& settingsDialog() { return *settingsDialog_; }
     CommandDialog& commandDialog() { return *commandDialog_; }
@@ -78,6 +80,8 @@ private:
     void showSettings();
     void showCommand();
     void showLeaseEditConfirmation();
+    void showTimeline();
+    void saveCapture();
     void closeSettings(int result);
     void closeCommand();
     void answerLeaseEdit(int button);
@@ -102,11 +106,13 @@ private:
     DevicePanel* devicePanel_ = nullptr;
     WaitingPanel* waitingPanel_ = nullptr;
     LeaseTableView* leaseTable_ = nullptr;
+    DeviceTimelineView* timeline_ = nullptr;
     LogView* logView_ = nullptr;
     SettingsDialog* settingsDialog_ = nullptr;
     CommandDialog* commandDialog_ = nullptr;
     QMessageBox* confirmation_ = nullptr;
     QAction* settingsAction_ = nullptr;
+    QAction* saveCapture_ = nullptr;
     QAction* configureCard_ = nullptr;
     QAction* restoreDHCP_ = nullptr;
     QAction* checkForUpdates_ = nullptr;

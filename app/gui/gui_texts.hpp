@@ -26,6 +26,15 @@ inline const QString cardHeading = QStringLiteral("Network card");
 inline const QString checksHeading = QStringLiteral("Before you start");
 inline const QString leasesHeading = QStringLiteral("Leases");
 inline const QString logHeading = QStringLiteral("Live log");
+inline const QString timelineHint =
+    QStringLiteral("Select a lease to see that device's exchanges of this run.");
+inline QString timelineTitle(const QString& mac) {
+    return QStringLiteral("Exchanges of %1 in this run").arg(mac);
+}
+inline const QString timelineEmpty = QStringLiteral("No exchanges with this device in this run.");
+inline const QString saveCaptureAction = QStringLiteral("Save Capture\u2026");
+inline const QString saveCaptureTitle = QStringLiteral("Save the run's DHCP packets");
+inline const QString captureFileFilter = QStringLiteral("Packet captures (*.pcap)");
 inline const QString start = QStringLiteral("Start");
 inline const QString stop = QStringLiteral("Stop");
 inline const QString settingsButton = QStringLiteral("Settings\u2026");

@@ -51,6 +51,8 @@ LeaseTableView::LeaseTableView(QWidget* parent)
 
     connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &LeaseTableView::updateButtons);
+    connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &LeaseTableView::selectedMACChanged);
     connect(&model_, &QAbstractItemModel::modelReset, this, &LeaseTableView::updateButtons);
     connect(forget_, &QPushButton::clicked, this, [this] {
         const QString mac = selectedMAC();

@@ -31,6 +31,7 @@ Q_SIGNALS:
     // "Reserve this address": pin the selected device to the address it holds now.
     void reserveRequested(const QString& mac, const QString& ip, const QString& name);
     void clearExpiredRequested();
+    void selectedMACChanged();
 
 private:
     void updateButtons();

@@ -6,6 +6,7 @@
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QPainter>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTimer>
 #include <QUdpSocket>
@@ -15,7 +16,9 @@
 #include "app/gui/checklist_view.hpp"
 #include "app/gui/command_dialog.hpp"
 #include "app/gui/dashboard_window.hpp"
+#include "app/gui/device_timeline_view.hpp"
 #include "app/gui/launch_screen.hpp"
+#include "app/gui/lease_table_view.hpp"
 #include "app/gui/notice_banner.hpp"
 #include "app/gui/options_page.hpp"
 #include "app/gui/reservations_page.hpp"
@@ -101,7 +104,8 @@ bool ScreenshotTour::run() {
         return false;
     }
     if (options_.card) {
-        if (!failingChecks() || !running() || !deviceFound() || !criticalBanner()) {
+        if (!failingChecks() || !running() || !deviceFound() || !deviceTimeline() ||
+            !criticalBanner()) {
             return false;
         }
     } else {
@@ -135,7 +139,8 @@ bool ScreenshotTour::dashboard() {
         window_.cardPicker().choose(card);
         if (!reach("passing checks", [&] {
                 return model_.selectedCardID() == card.toStdString() && checksSettled() &&
-                       model_.canStart();
+                       model_.canStart() && !model_.checks().empty() &&
+                       model_.checks().back().id == PreflightCheck::ID::otherServer;
             })) {
             return false;
         }
@@ -220,6 +225,21 @@ bool ScreenshotTour::deviceFound() {
     }
     waitForEvents(std::chrono::milliseconds(300));
     return save(QStringLiteral("device-found.png"), window());
+}
+
+bool ScreenshotTour::deviceTimeline() {
+    const auto& device = model_.state().deviceFound;
+    if (!device) {
+        return true;
+    }
+    window_.leaseTable().selectMAC(QString::fromStdString(device->mac.description()));
+    if (!reach("device timeline", [this] {
+            const auto* lines = window_.deviceTimeline().findChild<QPlainTextEdit*>();
+            return lines != nullptr && lines->toPlainText().contains(QStringLiteral("TX ACK"));
+        })) {
+        return false;
+    }
+    return save(QStringLiteral("device-timeline.png"), window());
 }
 
 bool ScreenshotTour::criticalBanner() {

@@ -44,6 +44,7 @@ private:
     bool failingChecks();
     bool running();
     bool deviceFound();
+    bool deviceTimeline();
     bool criticalBanner();
     bool settingsWithErrors();
     // The Reservations and Options pages filled as a lab would, one mistake on each.

@@ -41,12 +41,17 @@ AppModel::~AppModel() {
     if (monitor_) {
         monitor_->stop();
     }
+    if (control_) {
+        control_->refuseRequests();
+    }
     if (server_) {
         server_->stop();
     }
     if (reader_.joinable()) {
         reader_.join();
     }
+    closeRunChannels();
+    discardCapture();
 }
 
 void AppModel::bootstrap() {
@@ -131,6 +136,7 @@ void AppModel::refreshChecks() {
     if (checksInFlight_++ == 0) {
         Q_EMIT checkingChanged();
     }
+    lookForOtherServer(*card);
     runWithTimeLimit<std::vector<PreflightCheck>>(
         lifeline_, environment_.checksTimeLimit, {},
         [runChecks = environment_.host.runChecks, card = *card, config = config_,
@@ -140,7 +146,7 @@ void AppModel::refreshChecks() {
                 Q_EMIT checkingChanged();
             }
             if (request == checksRequest_) {
-                takeChecks(std::move(checks));
+                takeChecks(withOtherServer(std::move(checks)));
             }
         });
 }

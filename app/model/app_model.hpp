@@ -15,13 +15,17 @@
 
 #include "app/model/app_model_environment.hpp"
 #include "app/model/background_work.hpp"
+#include "app/model/device_timeline.hpp"
 #include "app/model/log_line.hpp"
 #include "app/model/pending_command.hpp"
 #include "app/model/update_controller.hpp"
 #include "core/address/ipv4_address.hpp"
 #include "core/address/mac_address.hpp"
+#include "core/capture/session_capture.hpp"
 #include "core/config/server_config.hpp"
 #include "core/config/settings_file.hpp"
+#include "core/control/control_server.hpp"
+#include "core/control/lease_file_lock.hpp"
 #include "core/events/corvane_state.hpp"
 #include "core/events/notice_kind.hpp"
 #include "core/events/server_event.hpp"
@@ -156,6 +160,12 @@ public:
     void clearLastError();
 
     QString tcpdumpCommand() const;
+    // The DHCP packets of the current (or last) run, recorded as it goes.
+    bool hasCapture() const { return !captureFile_.empty(); }
+    // Copies the run's capture to `target`; the error as a sentence when it fails.
+    std::optional<std::string> saveCapture(const std::filesystem::path& target) const;
+    // The selected device's exchanges of this run, from the on-screen log.
+    DeviceTimeline timeline(const MACAddress& device) const;
     bool showsWaitingHint(TimePoint now) const;
     bool waitingHintShown() const { return waitingHintShown_; }
     // The address the next device will get, if any is free.
@@ -225,7 +235,14 @@ private:
     void loadLeasesForDisplay();
     void startWatchingInterfaces();
     void raisePortInUse(const std::string& cardName);
-    void readEvents(std::shared_ptr<DHCPServer> server);
+    void readEvents(std::shared_ptr<DHCPServer> server, ControlServer* control);
+    bool claimLeaseFile();
+    void lookForOtherServer(const NetworkCard& card);
+    std::vector<PreflightCheck> withOtherServer(std::vector<PreflightCheck> checks) const;
+    void openRunChannels(const NetworkCard& card, const std::shared_ptr<DHCPServer>& server);
+    void closeRunChannels();
+    void discardCapture();
+    void recordForTimeline(const ServerEvent& event, const std::string& line, LogLine::Kind kind);
     void drainEvents();
     void endRun();
     void setRunning(bool running);
@@ -270,11 +287,28 @@ private:
     // listing and the newest checks count.
     std::uint64_t cardRequest_ = 0;
     std::uint64_t checksRequest_ = 0;
+    // The last active look for another DHCP server, and what it was made for: it takes
+    // seconds and sends a packet, so it runs only when the card or the settings change.
+    struct OtherServerLook {
+        std::string cardID;
+        ServerConfig config;
+        std::optional<OtherServerResult> result;
+    };
+    std::optional<OtherServerLook> otherServer_;
     int checksInFlight_ = 0;
 
     std::unique_ptr<UpdateController> updates_;
     std::unique_ptr<InterfaceMonitor> monitor_;
     std::shared_ptr<DHCPServer> server_;
+    // What a run shares with other programs: the lease file's lock (as `corvane serve`
+    // takes it), the control socket that lets them reach the server, and the capture.
+    std::unique_ptr<LeaseFileLock> leaseLock_;
+    std::unique_ptr<ControlServer> control_;
+    std::unique_ptr<SessionCapture> capture_;
+    std::filesystem::path captureFile_;
+    // This run's lines with the device each is about, for the device timeline; as long as
+    // the on-screen log.
+    std::deque<AttributedLine> runLog_;
     std::thread reader_;
     // Events the reader has taken from the server's stream and not yet handled.
     std::mutex inboxMutex_;

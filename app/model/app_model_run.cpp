@@ -41,6 +41,9 @@ void AppModel::start() {
         setLastError(app_texts::settingsInvalid(problems.front().description()));
         return;
     }
+    if (!claimLeaseFile()) {
+        return;
+    }
     const NetworkCard card = *selectedCard();
     auto server = DHCPServer::create(
         DHCPServer::Options{config_, environment_.transportFor(card), card.mac,
@@ -54,17 +57,22 @@ void AppModel::start() {
         } else {
             setLastError(app_texts::couldNotStart(card.displayName, error.description()));
         }
+        leaseLock_.reset();
         return;
     } catch (const std::exception& error) {
         setLastError(app_texts::couldNotStart(card.displayName, error.what()));
+        leaseLock_.reset();
         return;
     }
+    openRunChannels(card, server);
     setLastError(std::nullopt);
+    runLog_.clear();
     state_.runStarted(card.bsdName);
     Q_EMIT stateChanged();
     server_ = server;
     startedAt_ = now();
-    reader_ = std::thread([this, server] { readEvents(server); });
+    reader_ =
+        std::thread([this, server, control = control_.get()] { readEvents(server, control); });
     waitingHintTimer_.start();
     setRunning(true);
     announceDerivedChanges();
@@ -86,6 +94,9 @@ void AppModel::stop() {
     }
     // The server reports its last events, `stopped` among them, before `stop` returns; they
     // are all handled here so that nothing of this run spills into the next one.
+    if (control_) {
+        control_->refuseRequests();
+    }
     server_->stop();
     if (reader_.joinable()) {
         reader_.join();
@@ -94,8 +105,11 @@ void AppModel::stop() {
     endRun();
 }
 
-void AppModel::readEvents(std::shared_ptr<DHCPServer> server) {
+void AppModel::readEvents(std::shared_ptr<DHCPServer> server, ControlServer* control) {
     while (auto event = server->events().next()) {
+        if (control != nullptr) {
+            control->publish(*event, std::chrono::system_clock::now());
+        }
         {
             std::lock_guard lock(inboxMutex_);
             inbox_.push_back(std::move(*event));
@@ -123,6 +137,7 @@ void AppModel::handle(const ServerEvent& event) {
     const auto at = now();
     if (auto line = EventLog::line(event, at, localTimeZone())) {
         logWriter_->append(*line, at);
+        recordForTimeline(event, *line, logKind(event));
         appendLog(std::move(*line), logKind(event));
     }
     state_.apply(event, at);
@@ -138,11 +153,15 @@ void AppModel::handle(const ServerEvent& event) {
 
 void AppModel::endRun() {
     if (auto server = std::move(server_)) {
+        if (control_) {
+            control_->refuseRequests();
+        }
         server->stop();
     }
     if (reader_.joinable()) {
         reader_.join();
     }
+    closeRunChannels();
     if (!isRunning_) {
         return;
     }

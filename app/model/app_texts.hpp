@@ -81,6 +81,18 @@ inline constexpr std::string_view clearTitle = "Clear expired leases?";
 inline constexpr std::string_view clearDetail =
     "Removes expired, released and reclaimed records. Active leases stay.";
 
+inline std::string leaseFileInUse(std::string_view path) {
+    return "Another Corvane server is using the lease file " + std::string(path) +
+           ". Stop it first (corvane serve with Ctrl-C), then press Start again.";
+}
+inline std::string captureNotSaved(std::string_view path, std::string_view reason) {
+    return "The capture could not be saved to " + std::string(path) + " (" + std::string(reason) +
+           "). Choose another folder.";
+}
+inline std::string notAnswered(std::string_view reason) {
+    return "Not answered: " + std::string(reason);
+}
+
 inline std::string browserAddress(IPv4Address ip) {
     return "http://" + ip.description() + "/";
 }

@@ -22,6 +22,9 @@ HostQueries HostQueries::real(const ProcessRunner& runner) {
         }
         return std::string(host_texts::unknownPortHolder);
     };
+    queries.lookForOtherServer = [](const std::string& cardName) {
+        return OtherServerProbe::probe(cardName);
+    };
     queries.runAsAdministrator = [runner](const std::string& service, const SetupCommand& command) {
         HostSetup::runForService(service, command, runner);
     };

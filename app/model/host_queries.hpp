@@ -7,6 +7,7 @@
 #include "core/config/server_config.hpp"
 #include "core/host/host_setup.hpp"
 #include "core/host/network_card.hpp"
+#include "core/host/other_server_probe.hpp"
 #include "core/host/preflight_check.hpp"
 #include "core/host/process_runner.hpp"
 #include "core/host/setup_command.hpp"
@@ -23,6 +24,8 @@ struct HostQueries {
         runChecks;
     // The program holding UDP port 67 on the card, named for the port-in-use notice.
     std::function<std::string(const std::string& cardName)> port67Holder;
+    // One DISCOVER from the card and a short wait for an answer (seconds, not milliseconds).
+    std::function<OtherServerResult(const std::string& cardName)> lookForOtherServer;
     // Runs a confirmed command with administrator rights; throws HostSetupError.
     std::function<void(const std::string& service, const SetupCommand& command)> runAsAdministrator;
 

@@ -78,6 +78,18 @@ inline std::string linkUp(std::string_view media) {
 inline constexpr std::string_view connectedMedia = "connected";
 inline constexpr std::string_view noLink = "No link: the server will start and wait for a device";
 
+inline std::string noOtherServer(std::string_view card) {
+    return "No other DHCP server answers on " + std::string(card);
+}
+inline std::string otherServerAnswers(std::string_view address, std::string_view mac,
+                                      std::string_view card) {
+    return std::string(address) + " (" + std::string(mac) + ") answers DHCP on " +
+           std::string(card) + ": devices may take its address instead";
+}
+inline std::string otherServerUnknown(std::string_view card, std::string_view reason) {
+    return "Could not look for another DHCP server on " + std::string(card) + " (" +
+           std::string(reason) + "). Run corvane with cap_net_raw to check.";
+}
 inline constexpr std::string_view vmwareRunning = "VMware is running and may grab the adapter";
 
 inline constexpr std::string_view checklistFooter =

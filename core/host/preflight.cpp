@@ -147,7 +147,27 @@ std::vector<PreflightCheck> Preflight::evaluate(const PreflightInput& input) {
         checks.push_back(check(PreflightCheck::ID::vmware, PreflightCheck::Status::warn,
                                std::string(host_texts::vmwareRunning)));
     }
+    if (input.otherServer) {
+        checks.push_back(Preflight::otherServerCheck(*input.otherServer, input.card));
+    }
     return checks;
+}
+
+// An answering server is a warning, not a failure: the user may serve anyway, knowing that
+// a device can take the other server's offer.
+PreflightCheck Preflight::otherServerCheck(const OtherServerResult& result,
+                                           const NetworkCard& card) {
+    using enum PreflightCheck::Status;
+    if (const auto* answer = std::get_if<OtherServerAnswer>(&result)) {
+        return check(PreflightCheck::ID::otherServer, warn,
+                     host_texts::otherServerAnswers(answer->address.description(),
+                                                    answer->mac.description(), card.bsdName));
+    }
+    if (const auto* unknown = std::get_if<OtherServerUnknown>(&result)) {
+        return check(PreflightCheck::ID::otherServer, warn,
+                     host_texts::otherServerUnknown(card.bsdName, unknown->reason));
+    }
+    return check(PreflightCheck::ID::otherServer, pass, host_texts::noOtherServer(card.bsdName));
 }
 
 bool Preflight::canStart(const std::vector<PreflightCheck>& checks) {
@@ -174,6 +194,8 @@ std::string_view idName(PreflightCheck::ID id) {
         return "link";
     case PreflightCheck::ID::vmware:
         return "vmware";
+    case PreflightCheck::ID::otherServer:
+        return "otherServer";
     }
     return "wired";
 }

@@ -8,6 +8,7 @@
 
 #include "core/config/server_config.hpp"
 #include "core/host/network_card.hpp"
+#include "core/host/other_server_probe.hpp"
 #include "core/host/port67_state.hpp"
 #include "core/host/preflight_check.hpp"
 #include "core/host/preflight_input.hpp"
@@ -27,6 +28,9 @@ public:
                                  const ProcessRunner& runner = ProcessRunner());
     // The checklist, in display order.
     static std::vector<PreflightCheck> evaluate(const PreflightInput& input);
+    // The row for what the active look for another DHCP server found on the card.
+    static PreflightCheck otherServerCheck(const OtherServerResult& result,
+                                           const NetworkCard& card);
     // True exactly when no check failed; warnings never block.
     static bool canStart(const std::vector<PreflightCheck>& checks);
     // A trial bind of UDP 67 on the card, the way the server will bind it.

@@ -17,7 +17,9 @@ struct PreflightCheck {
         vpnOverlap,
         port67,
         link,
-        vmware
+        vmware,
+        // The active look for another DHCP server on the cable; only when it was made.
+        otherServer
     };
     // `warn` never blocks a start; `fail` does.
     enum class Status { pass, warn, fail };

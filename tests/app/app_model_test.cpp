@@ -107,6 +107,9 @@ private Q_SLOTS:
         QTest::newRow("another socket failure becomes the last error")
             << "card"
             << "find interface corvane-none0 failed: No such device";
+        QTest::newRow("a lease file another server holds becomes the last error")
+            << "locked"
+            << "Another Corvane server is using the lease file";
         QTest::newRow("invalid settings become the last error")
             << "settings"
             << "The server can't start with these settings: Server IP must not be";
@@ -115,6 +118,8 @@ private Q_SLOTS:
         QFETCH(QString, failure);
         QFETCH(QString, lastError);
         HeldLoopbackPort taken;
+        const LeaseFileLock otherServer(
+            folder->filePath(failure == "locked" ? "leases.json" : "unused.json").toStdString());
         if (failure == "settings") {
             auto config = ServerConfig::defaultConfig();
             config.serverIP = config.rangeStart;

@@ -154,10 +154,13 @@ class Lab:
     def environment(self):
         # Keeps every corvane run away from the user's own settings, leases and logs.
         home = self.path("home")
+        runtime = self.path("run")
+        os.makedirs(runtime, mode=0o700, exist_ok=True)
         environment = dict(os.environ)
         environment.update(HOME=home, XDG_CONFIG_HOME=os.path.join(home, "config"),
                            XDG_DATA_HOME=os.path.join(home, "data"),
-                           XDG_STATE_HOME=os.path.join(home, "state"))
+                           XDG_STATE_HOME=os.path.join(home, "state"),
+                           XDG_RUNTIME_DIR=runtime)
         return environment
 
     def corvane(self, namespace, arguments):

@@ -260,7 +260,8 @@ TEST_F(CheckCommand, AnUnsetCardShowsItsFixAndOnceSetMayStart) {
                      "\u2713 cv0 is set to 192.168.0.1/24\n"
                      "\u2713 No overlap with other networks\n"
                      "\u2713 Port 67 is free\n"
-                     "\u2713 Link up \u00b7 10GBase-T full-duplex\n" +
+                     "\u2713 Link up \u00b7 10GBase-T full-duplex\n"
+                     "\u2713 No other DHCP server answers on cv0\n" +
                          std::string(host_texts::checklistFooter) + "\n"}));
     EXPECT_EQ(
         corvane({"check", "--interface", "nope0"}),

@@ -153,6 +153,16 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
          "No link: the server will start and wait for a device"},
         {"VMware only warns", [](auto& in) { in.vmwareRunning = true; }, ID::vmware, Status::warn,
          "VMware is running and may grab the adapter"},
+        {"a quiet cable passes", [](auto& in) { in.otherServer = NoOtherServer{}; },
+         ID::otherServer, Status::pass, "No other DHCP server answers on eth1"},
+        {"an answering server only warns",
+         [](auto& in) {
+             in.otherServer = OtherServerAnswer{IPv4Address(192, 168, 0, 254),
+                                                *MACAddress::parse("00:11:22:33:44:55")};
+         },
+         ID::otherServer, Status::warn,
+         "192.168.0.254 (00:11:22:33:44:55) answers DHCP on eth1: devices may take its address "
+         "instead"},
     };
     for (const auto& entry : cases) {
         auto input = readyInput();
@@ -174,6 +184,7 @@ TEST(PreflightEvaluate, OptionalChecksKeepTheirPlaces) {
     input.otherAddresses.push_back({"wg1", *Subnet::parse("192.168.0.10/32"), true});
     input.vmwareRunning = true;
     input.card.linkUp = false;
+    input.otherServer = NoOtherServer{};
     const auto checks = Preflight::evaluate(input);
     std::vector<ID> order;
     for (const auto& entry : checks) {
@@ -181,7 +192,7 @@ TEST(PreflightEvaluate, OptionalChecksKeepTheirPlaces) {
     }
     EXPECT_EQ(order,
               (std::vector<ID>{ID::wired, ID::foreignDHCP, ID::adapterConfigured, ID::subnetOverlap,
-                               ID::vpnOverlap, ID::port67, ID::link, ID::vmware}));
+                               ID::vpnOverlap, ID::port67, ID::link, ID::vmware, ID::otherServer}));
     EXPECT_EQ(checks[4].message, "VPN address 192.168.0.9 on wg0 is inside 192.168.0.0/24")
         << "the first VPN address is the one named";
     EXPECT_TRUE(Preflight::canStart(checks)) << "warnings never block a start";

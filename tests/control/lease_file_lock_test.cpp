@@ -1,0 +1,54 @@
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "core/control/lease_file_lock.hpp"
+
+namespace corvane {
+namespace {
+
+class LeaseFileLockTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        folder_ =
+            std::filesystem::temp_directory_path() / ("corvane-lock-" + std::to_string(::getpid()));
+        std::filesystem::create_directories(folder_);
+        leaseFile_ = folder_ / "leases.json";
+    }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    std::filesystem::path folder_;
+    std::filesystem::path leaseFile_;
+};
+
+TEST_F(LeaseFileLockTest, TheHolderAnnouncesItsSocketUntilItLetsGo) {
+    const std::filesystem::path socket = "/run/user/1000/corvane/serve-42.sock";
+    {
+        LeaseFileLock server(leaseFile_);
+        ASSERT_EQ(server.state(), LeaseFileLock::State::held);
+        server.announceControlSocket(socket);
+        // flock conflicts between two opens of the file even within one process.
+        EXPECT_EQ(LeaseFileLock(leaseFile_).state(), LeaseFileLock::State::inUseElsewhere);
+        EXPECT_EQ(LeaseFileLock::announcedControlSocket(leaseFile_), socket);
+    }
+    EXPECT_EQ(LeaseFileLock::announcedControlSocket(leaseFile_), std::nullopt)
+        << "a stopped server withdraws its socket";
+    EXPECT_EQ(LeaseFileLock(leaseFile_).state(), LeaseFileLock::State::held);
+}
+
+TEST_F(LeaseFileLockTest, ALinkAtTheLocksNameIsNeverFollowed) {
+    const auto target = folder_ / "precious.txt";
+    std::ofstream(target) << "keep me";
+    std::filesystem::create_symlink(target, LeaseFileLock::lockPath(leaseFile_));
+    LeaseFileLock lock(leaseFile_);
+    EXPECT_EQ(lock.state(), LeaseFileLock::State::unavailable);
+    lock.announceControlSocket("/tmp/x.sock");
+    std::ifstream kept(target);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "keep me");
+    EXPECT_EQ(LeaseFileLock::announcedControlSocket(leaseFile_), std::nullopt);
+}
+
+} // namespace
+} // namespace corvane
