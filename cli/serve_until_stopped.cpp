@@ -15,11 +15,20 @@ CorvaneState serveUntilStopped(DHCPServer& server, const std::string& interfaceN
         }
     });
     // The stream ends only after `stopped`, so every event of the run is printed.
-    while (const auto event = server.events().next()) {
+    while (true) {
+        auto event = server.events().next(std::chrono::milliseconds(0));
+        if (!event) {
+            printer.flush();
+            event = server.events().next();
+        }
+        if (!event) {
+            break;
+        }
         const auto now = std::chrono::system_clock::now();
         state.apply(*event, now);
         printer.print(*event, now);
     }
+    printer.flush();
     signals.cancel();
     watcher.join();
     return state;
