@@ -16,11 +16,11 @@ void EventPrinter::print(const ServerEvent& event, TimePoint at) {
     logFile_.append(*line, at);
     if (format_ == Format::json) {
         if (const auto object = EventLog::json(event, at)) {
-            output_ << *object << std::endl;
+            output_ << *object << '\n';
         }
         return;
     }
-    output_ << *line << std::endl;
+    output_ << *line << '\n';
 }
 
 } // namespace corvane::cli

@@ -10,8 +10,9 @@
 namespace corvane::cli {
 
 // Shows each server event as it happens: one log line (or one JSON object) on the output,
-// flushed at once so that a pipe reader sees it live, and the same line appended to the
-// day's log file, which always holds the text form.
+// and the same line appended to the day's log file, which always holds the text form. The
+// output is flushed by the caller whenever the stream goes quiet (after each batch the
+// server handled), so a pipe reader sees events promptly without a write per line.
 class EventPrinter {
 public:
     enum class Format { text, json };
@@ -20,6 +21,7 @@ public:
                  const date::time_zone* zone);
 
     void print(const ServerEvent& event, TimePoint at);
+    void flush() { output_.flush(); }
 
 private:
     std::ostream& output_;

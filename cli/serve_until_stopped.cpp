@@ -19,7 +19,15 @@ CorvaneState serveUntilStopped(DHCPServer& server, const std::string& interfaceN
         }
     });
     // The stream ends only after `stopped`, so every event of the run is printed.
-    while (const auto event = server.events().next()) {
+    while (true) {
+        auto event = server.events().next(std::chrono::milliseconds(0));
+        if (!event) {
+            printer.flush();
+            event = server.events().next();
+        }
+        if (!event) {
+            break;
+        }
         const auto now = std::chrono::system_clock::now();
         state.apply(*event, now);
         printer.print(*event, now);
@@ -27,6 +35,7 @@ CorvaneState serveUntilStopped(DHCPServer& server, const std::string& interfaceN
             hooks.onEvent(*event, now);
         }
     }
+    printer.flush();
     signals.cancel();
     watcher.join();
     return state;

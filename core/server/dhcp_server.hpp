@@ -86,6 +86,13 @@ public:
     // A quiet moment this long after the last change rewrites the snapshot and empties the
     // journal; a failed journal write is tried again after it too.
     static constexpr std::chrono::seconds idleSnapshotDelay{2};
+    // A probe that found nobody stands for this long, so the client's next DISCOVER for that
+    // address is answered at once instead of waiting for a new probe.
+    static constexpr std::chrono::seconds quietProbeMemory{30};
+    // Requests waiting for probes, across all addresses; one per client per address.
+    static constexpr std::size_t maxWaitingForProbes = 256;
+    // A client gives up on an exchange after about this long and starts again.
+    static constexpr std::chrono::seconds clientPatience{4};
     // Room for a burst of several thousand requests while a snapshot is being written.
     static constexpr int receiveBufferBytes = 8 * 1024 * 1024;
 
@@ -130,6 +137,11 @@ public:
 
 private:
     using ProbeResults = std::unordered_map<IPv4Address, bool>;
+    struct WaitingRequest {
+        DHCPPacket packet;
+        ProbeResults probes;
+        std::chrono::steady_clock::time_point since;
+    };
 
     template <typename Work> auto onLoop(Work work) -> decltype(work());
     void endLoop();
@@ -165,6 +177,9 @@ private:
     std::optional<DHCPPacket> handle(const Datagram& datagram);
     void process(DHCPPacket packet, ProbeResults probes);
     void apply(Decision decision);
+    // Starts a probe of `ip` unless one is running already; the request waits for it.
+    void awaitProbe(IPv4Address ip, DHCPPacket packet, ProbeResults probes);
+    void probeFinished(IPv4Address ip, bool answered);
     void send(const Reply& reply, bool retry);
     void reportSendFailure(const Reply& reply, const TransportError& error, bool retry);
     void retryLater(Reply reply);
@@ -213,6 +228,10 @@ private:
     // Replies of the batch being decided, sent once its changes are in the journal.
     std::vector<Reply> heldReplies_;
     std::size_t changesLostAtStop_ = 0;
+    // Conflict probes under way, each with the requests waiting for its answer.
+    std::unordered_map<IPv4Address, std::vector<WaitingRequest>> probesUnderWay_;
+    std::size_t waitingForProbes_ = 0;
+    std::unordered_map<IPv4Address, std::chrono::steady_clock::time_point> quietProbes_;
 
     std::string interfaceName_;
     bool isOpen_ = false;

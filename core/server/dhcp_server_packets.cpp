@@ -170,35 +170,15 @@ void DHCPServer::process(DHCPPacket packet, ProbeResults probes) {
     }
     table_ = std::move(decision.table);
     const IPv4Address ip = probe->ip;
-    if (!options_.presenceEnabled) {
+    const auto quiet = quietProbes_.find(ip);
+    const bool recentlyQuiet = quiet != quietProbes_.end() &&
+                               std::chrono::steady_clock::now() - quiet->second < quietProbeMemory;
+    if (!options_.presenceEnabled || recentlyQuiet) {
         probes[ip] = false;
         process(std::move(packet), std::move(probes));
         return;
     }
-    emit(ServerEvent::Info{server_texts::probingBeforeReuse(ip)});
-    const std::vector<std::uint16_t> ports(std::begin(presencePorts), std::end(presencePorts));
-    asio::post(probePool_,
-               [weak = weak_from_this(), context = context_, prober = Prober(interfaceName_, ports),
-                ip, packet = std::move(packet), probes = std::move(probes)]() mutable {
-                   const bool answered = prober.probe(ip, Timing::probeTimeout).answered;
-                   asio::post(*context, [weak, ip, answered, packet = std::move(packet),
-                                         probes = std::move(probes)]() mutable {
-                       const auto self = weak.lock();
-                       if (!self || !self->running_) {
-                           return;
-                       }
-                       if (answered) {
-                           self->presence_[ip] = PresenceState::online;
-                       }
-                       probes[ip] = answered;
-                       try {
-                           self->process(std::move(packet), std::move(probes));
-                       } catch (const std::exception& error) {
-                           self->emit(ServerEvent::Info{server_texts::packetFailed(error.what())});
-                       }
-                       self->commitBatch();
-                   });
-               });
+    awaitProbe(ip, std::move(packet), std::move(probes));
 }
 
 void DHCPServer::apply(Decision decision) {
