@@ -1,5 +1,6 @@
 #include "app/gui/lease_table_view.hpp"
 
+#include <QFontMetrics>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -8,13 +9,14 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include "app/gui/empty_state.hpp"
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
 
 namespace corvane {
 
 LeaseTableView::LeaseTableView(QWidget* parent)
-    : QWidget(parent), table_(new QTableView(this)), empty_(new QLabel(gui_texts::noLeases, this)),
+    : QWidget(parent), table_(new QTableView(this)), empty_(nullptr),
       forget_(new QPushButton(gui_texts::forgetLeaseButton, this)),
       clearExpired_(new QPushButton(gui_texts::clearExpiredButton, this)) {
     forget_->setObjectName(QStringLiteral("forgetLease"));
@@ -26,17 +28,27 @@ LeaseTableView::LeaseTableView(QWidget* parent)
     table_->setAlternatingRowColors(true);
     table_->setShowGrid(false);
     table_->verticalHeader()->hide();
-    table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    // Host names are the longest and most telling column; it takes the spare width.
-    table_->horizontalHeader()->setSectionResizeMode(LeaseTableModel::hostname,
-                                                     QHeaderView::Stretch);
-
-    QPalette muted = empty_->palette();
-    muted.setColor(QPalette::WindowText, gui_style::mutedText());
-    empty_->setPalette(muted);
+    // Addresses and MACs always show in full; the free-text columns share what is left and
+    // the last one takes the spare width.
+    auto* header = table_->horizontalHeader();
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->setStretchLastSection(true);
+    header->setMinimumSectionSize(60);
+    const QFontMetrics fixed(gui_style::monospaceFont());
+    const int padding = 28;
+    table_->setColumnWidth(LeaseTableModel::address,
+                           fixed.horizontalAdvance(QStringLiteral("255.255.255.255")) + padding);
+    table_->setColumnWidth(LeaseTableModel::mac,
+                           fixed.horizontalAdvance(QStringLiteral("ff:ff:ff:ff:ff:ff")) + padding);
+    table_->setColumnWidth(LeaseTableModel::hostname, 170);
+    table_->setColumnWidth(LeaseTableModel::vendorClass, 150);
+    table_->setColumnWidth(LeaseTableModel::state, 90);
+    table_->setColumnWidth(LeaseTableModel::leaseLeft, 90);
+    table_->setWordWrap(false);
+    table_->setTextElideMode(Qt::ElideRight);
+    empty_ = new EmptyState(table_, gui_texts::noLeases);
 
     auto* buttons = new QHBoxLayout;
-    buttons->addWidget(empty_, 1);
     buttons->addStretch();
     buttons->addWidget(forget_);
     buttons->addWidget(clearExpired_);
@@ -86,7 +98,6 @@ void LeaseTableView::selectMAC(const QString& mac) {
 
 void LeaseTableView::updateButtons() {
     const auto& rows = model_.rows();
-    empty_->setVisible(rows.empty());
     forget_->setEnabled(!selectedMAC().isEmpty());
     clearExpired_->setEnabled(!rows.empty());
 }

@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
@@ -56,7 +57,9 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     server->addWidget(prefix_);
     auto* range = new QHBoxLayout;
     range->addWidget(rangeStart_, 1);
+    range->addSpacing(6);
     range->addWidget(new QLabel(gui_texts::rangeTo, this));
+    range->addSpacing(6);
     range->addWidget(rangeEnd_, 1);
     range->addWidget(rangeCount_);
     auto* lease = new QHBoxLayout;
@@ -83,9 +86,14 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     addArea(gui_texts::dnsArea, dns, SettingsForm::Field::dns);
     grid->setColumnStretch(1, 1);
 
+    auto* appliesLater = new QLabel(gui_texts::settingsApplyAtNextStart, this);
+    appliesLater->setWordWrap(true);
+    appliesLater->setPalette(muted);
+
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(grid);
     layout->addStretch();
+    layout->addWidget(appliesLater);
     layout->addWidget(buttons_);
     setMinimumWidth(520);
 
@@ -154,6 +162,7 @@ void SettingsDialog::evaluate() {
     const auto evaluation = current.evaluate();
     for (auto& [field, label] : messages_) {
         const auto found = evaluation.errors.find(field);
+        outline(field, found != evaluation.errors.end());
         if (found == evaluation.errors.end()) {
             label->clear();
             label->hide();
@@ -170,6 +179,42 @@ void SettingsDialog::evaluate() {
     rangeCount_->setText(count ? gui_texts::addressCount(*count) : QString());
     customLease_->setEnabled(current.leasePreset == LeasePreset::custom);
     buttons_->button(QDialogButtonBox::Save)->setEnabled(evaluation.config.has_value());
+}
+
+std::vector<QLineEdit*> SettingsDialog::editsOf(SettingsForm::Field field) const {
+    switch (field) {
+    case SettingsForm::Field::server:
+        return {serverIP_, prefix_};
+    case SettingsForm::Field::range:
+        return {rangeStart_, rangeEnd_};
+    case SettingsForm::Field::lease:
+        return {customLease_};
+    case SettingsForm::Field::gateway:
+        return {router_};
+    case SettingsForm::Field::dns:
+        return {dns_};
+    }
+    return {};
+}
+
+void SettingsDialog::outline(SettingsForm::Field field, bool atFault) {
+    const QString frame =
+        atFault ? QStringLiteral("QLineEdit { border: 2px solid %1; border-radius: 3px; "
+                                 "padding: 1px 3px; }")
+                      .arg(gui_style::statusColor(PreflightCheck::Status::fail).name())
+                : QString();
+    for (auto* edit : editsOf(field)) {
+        if (edit->property("atFault").toBool() != atFault) {
+            edit->setProperty("atFault", atFault);
+            edit->setStyleSheet(frame);
+        }
+    }
+}
+
+bool SettingsDialog::isOutlined(SettingsForm::Field field) const {
+    const auto edits = editsOf(field);
+    return std::any_of(edits.begin(), edits.end(),
+                       [](const QLineEdit* edit) { return edit->property("atFault").toBool(); });
 }
 
 QLineEdit* SettingsDialog::textField(const char* name, const QString& placeholder) {

@@ -117,10 +117,12 @@ TEST_F(CardLab, NetworkManagerProfilesApplyToTheDevicesItManages) {
   printf 'GENERAL.DEVICE:eth1\nGENERAL.HWADDR:02\\:00\\:00\\:00\\:AA\\:01\n'
   printf 'GENERAL.DEVICE:eth2\nGENERAL.HWADDR:02\\:00\\:00\\:00\\:AA\\:02\n'
   printf 'GENERAL.DEVICE:cv0\nGENERAL.HWADDR:02\\:00\\:00\\:00\\:BB\\:BB\n' ;;
-*"uuid u1") printf 'connection.interface-name:eth1\nipv4.method:auto\nipv4.addresses:\n' ;;
-*"uuid u2") printf 'connection.interface-name:\nipv4.method:manual\nipv4.addresses:192.168.0.1/24\n' ;;
-*"uuid u4") printf 'connection.interface-name:eth2\nipv4.method:shared\nipv4.addresses:\n' ;;
-*"uuid u5") printf 'connection.interface-name:cv0\nipv4.method:auto\nipv4.addresses:\n' ;;
+*"connection show uuid u1 uuid u2 uuid u4 uuid u5")
+  printf 'connection.uuid:u1\nconnection.interface-name:eth1\nipv4.method:auto\nipv4.addresses:\n'
+  printf 'connection.uuid:u2\nconnection.interface-name:\nipv4.method:manual\n'
+  printf 'ipv4.addresses:192.168.0.1/24\n'
+  printf 'connection.uuid:u4\nconnection.interface-name:eth2\nipv4.method:shared\n'
+  printf 'connection.uuid:u5\nconnection.interface-name:cv0\nipv4.method:auto\n' ;;
 *) exit 1 ;;
 esac)");
     const NetworkLab::Entered inside(card_);
