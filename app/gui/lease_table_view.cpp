@@ -28,22 +28,20 @@ LeaseTableView::LeaseTableView(QWidget* parent)
     table_->setAlternatingRowColors(true);
     table_->setShowGrid(false);
     table_->verticalHeader()->hide();
-    // Addresses and MACs always show in full; the free-text columns share what is left and
-    // the last one takes the spare width.
+    // Addresses and MACs always show in full and never move; the short status columns fit
+    // their contents, and the two free-text columns share what is left.
     auto* header = table_->horizontalHeader();
-    header->setSectionResizeMode(QHeaderView::Interactive);
-    header->setStretchLastSection(true);
-    header->setMinimumSectionSize(60);
+    header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(LeaseTableModel::hostname, QHeaderView::Stretch);
+    header->setSectionResizeMode(LeaseTableModel::vendorClass, QHeaderView::Stretch);
     const QFontMetrics fixed(gui_style::monospaceFont());
-    const int padding = 28;
-    table_->setColumnWidth(LeaseTableModel::address,
-                           fixed.horizontalAdvance(QStringLiteral("255.255.255.255")) + padding);
-    table_->setColumnWidth(LeaseTableModel::mac,
-                           fixed.horizontalAdvance(QStringLiteral("ff:ff:ff:ff:ff:ff")) + padding);
-    table_->setColumnWidth(LeaseTableModel::hostname, 170);
-    table_->setColumnWidth(LeaseTableModel::vendorClass, 150);
-    table_->setColumnWidth(LeaseTableModel::state, 90);
-    table_->setColumnWidth(LeaseTableModel::leaseLeft, 90);
+    const int padding = 24;
+    for (const auto& [column, widest] :
+         {std::pair{LeaseTableModel::address, QStringLiteral("255.255.255.255")},
+          std::pair{LeaseTableModel::mac, QStringLiteral("ff:ff:ff:ff:ff:ff")}}) {
+        header->setSectionResizeMode(column, QHeaderView::Fixed);
+        table_->setColumnWidth(column, fixed.horizontalAdvance(widest) + padding);
+    }
     table_->setWordWrap(false);
     table_->setTextElideMode(Qt::ElideRight);
     empty_ = new EmptyState(table_, gui_texts::noLeases);
