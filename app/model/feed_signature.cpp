@@ -40,7 +40,11 @@ std::optional<SignedPart> signedPart(const QByteArray& document) {
             }
         }
     }
-    if (part.signature.isEmpty() || part.length < 0 || part.length > start) {
+    // Nothing but white space may stand outside the signed bytes and the comment, or the
+    // feed reader would read unsigned items.
+    const auto blank = [](const QByteArray& bytes) { return bytes.trimmed().isEmpty(); };
+    if (part.signature.isEmpty() || part.length < 0 || part.length > start ||
+        !blank(document.mid(part.length, start - part.length)) || !blank(document.mid(end + 3))) {
         return std::nullopt;
     }
     return part;
@@ -60,7 +64,10 @@ FeedSignature::Verdict FeedSignature::verify(const QByteArray& document,
     }
     const auto part = signedPart(document);
     if (!part) {
-        return Verdict::notSigned;
+        // A signature comment that does not cover the feed is as bad as a wrong signature.
+        const bool hasComment =
+            document.contains(QByteArray(commentStart.data(), qsizetype(commentStart.size())));
+        return hasComment ? Verdict::mismatch : Verdict::notSigned;
     }
     if (part->signature.size() != crypto_sign_BYTES) {
         return Verdict::mismatch;

@@ -221,6 +221,10 @@ private Q_SLOTS:
         altered.replace("1.9", "9.9");
         QTest::newRow("altered after signing")
             << ok << altered << false << failed + update_texts::badSignatureDescription.data();
+        QTest::newRow("an item added after the signature")
+            << ok
+            << key.sign(appcast("1.9")) + "<item><sparkle:version>9.9</sparkle:version></item>"
+            << false << failed + update_texts::badSignatureDescription.data();
         QTest::newRow("nothing new") << ok << key.sign(appcast("1.9")) << false << "";
         QTest::newRow("cancelled") << ok << key.sign(appcast("2.0")) << true << "";
     }
