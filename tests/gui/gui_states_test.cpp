@@ -195,9 +195,17 @@ private Q_SLOTS:
             lease.state = Lease::State::bound;
             lease.expiresAt = testing::testStart + 1h;
             dashboard.model.handle(ServerEvent::LeaseChanged{lease});
+            SentSummary ack;
+            ack.type = DHCPMessageType::ack;
+            ack.ip = lease.ip;
+            ack.mac = lease.mac;
+            dashboard.model.handle(ServerEvent::Sent{ack});
+            QTRY_VERIFY(dashboard.window.showsDevicePanel());
             verifyContrast(dashboard.window, "serving");
             dashboard.window.stopButton().click();
             QTRY_VERIFY(!dashboard.model.isRunning());
+            // After Stop the device stays as a greyed record of the run, still readable.
+            QTRY_COMPARE(dashboard.window.devicePanel().headlineText(), gui_texts::lastDevice);
             verifyContrast(dashboard.window, "stopped");
         }
         QApplication::setPalette(before);
