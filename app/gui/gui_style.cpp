@@ -59,8 +59,10 @@ double contrastRatio(const QColor& one, const QColor& other) {
         return 0.2126 * channel(colour.red()) + 0.7152 * channel(colour.green()) +
                0.0722 * channel(colour.blue());
     };
-    const auto [darker, lighter] = std::minmax(luminance(one), luminance(other));
-    return (lighter + 0.05) / (darker + 0.05);
+    // Held by value: std::minmax of two temporaries would return dangling references.
+    const double first = luminance(one);
+    const double second = luminance(other);
+    return (std::max(first, second) + 0.05) / (std::min(first, second) + 0.05);
 }
 
 QColor statusColor(PreflightCheck::Status status) {
