@@ -46,7 +46,6 @@ ip -n "$card_ns" link set lo up
 ip -n "$device_ns" link set lo up
 ip -n "$card_ns" link add vlab0 type veth peer name vdev0 netns "$device_ns"
 ip -n "$card_ns" address add 192.168.0.1/24 dev vlab0
-ip -n "$card_ns" link set vlab0 up
 ip -n "$device_ns" link set vdev0 up
 
 # The device takes the address it is given, so that it answers the presence probes.
@@ -58,6 +57,13 @@ esac
 SCRIPT
 chmod +x "$scratch/device.script"
 
-ip netns exec "$card_ns" "$tool" "$output" --card vlab0 -- \
-  ip netns exec "$device_ns" busybox udhcpc -f -i vdev0 -t 40 -T 1 -s "$scratch/device.script" \
-  -x hostname:lab-camera -V "ACME Cam 2000"
+# Each run starts as a first launch does: the card is there, but nothing is plugged in yet
+# (vlab0 is down, so it has no link); the tour brings it up after that picture. The second
+# run renders the same states in a dark palette.
+for palette in "" --dark; do
+  ip -n "$card_ns" link set vlab0 down
+  ip -n "$device_ns" address flush dev vdev0
+  ip netns exec "$card_ns" "$tool" "$output" --card vlab0 --card-down $palette -- \
+    ip netns exec "$device_ns" busybox udhcpc -f -i vdev0 -t 40 -T 1 -s "$scratch/device.script" \
+    -x hostname:lab-camera -V "ACME Cam 2000"
+done

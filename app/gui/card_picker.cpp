@@ -110,6 +110,10 @@ QString CardPicker::currentCardID() const {
                : QString();
 }
 
+QString CardPicker::currentTitle() const {
+    return combo_->currentText();
+}
+
 void CardPicker::showDetail() {
     const int index = combo_->currentIndex();
     if (cards_.empty()) {

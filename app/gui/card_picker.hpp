@@ -32,6 +32,8 @@ public:
     // The card ids in the order offered, and the one shown as chosen.
     QStringList cardIDs() const;
     QString currentCardID() const;
+    // The chosen card's line as the list shows it.
+    QString currentTitle() const;
 
 Q_SIGNALS:
     void cardChosen(const QString& cardID);

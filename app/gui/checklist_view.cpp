@@ -47,6 +47,20 @@ void ChecklistView::setFixesEnabled(bool enabled) {
     rebuildRows();
 }
 
+void ChecklistView::setDescribesStart(bool describesStart) {
+    if (describesStart == describesStart_) {
+        return;
+    }
+    describesStart_ = describesStart;
+    footer_->setText(describesStart ? gui_texts::checksDescribeTheStart
+                                    : gui_texts::toQString(host_texts::checklistFooter));
+    rebuildRows();
+}
+
+QString ChecklistView::footerText() const {
+    return footer_->text();
+}
+
 void ChecklistView::rebuildRows() {
     while (auto* item = rows_->takeAt(0)) {
         delete item->widget();
@@ -76,6 +90,13 @@ QWidget* ChecklistView::rowFor(const PreflightCheck& check) {
 
     auto* message = new QLabel(QString::fromStdString(check.message), row);
     message->setWordWrap(true);
+    if (describesStart_) {
+        QPalette muted = message->palette();
+        muted.setColor(QPalette::WindowText, gui_style::mutedText());
+        message->setPalette(muted);
+        colour.setColor(QPalette::WindowText, gui_style::mutedText());
+        symbol->setPalette(colour);
+    }
     message->setTextInteractionFlags(Qt::TextSelectableByMouse);
 
     layout->addWidget(symbol, 0, Qt::AlignTop);
@@ -84,7 +105,7 @@ QWidget* ChecklistView::rowFor(const PreflightCheck& check) {
     if (check.fix) {
         const auto& fix = std::get<PreflightCheck::ConfigureAdapter>(*check.fix);
         const QString service = QString::fromStdString(fix.service);
-        auto* button = new QPushButton(gui_texts::configureAdapterButton(service), row);
+        auto* button = new QPushButton(gui_texts::configureCardButton, row);
         button->setEnabled(fixesEnabled_);
         connect(button, &QPushButton::clicked, this,
                 [this, service] { Q_EMIT configureAdapterRequested(service); });

@@ -22,6 +22,10 @@ public:
     const std::vector<PreflightCheck>& checks() const { return checks_; }
     // Fix buttons run administrator commands; they are held back while a server runs.
     void setFixesEnabled(bool enabled);
+    // While a server runs the checks are those of its start (the server itself now holds
+    // port 67): the list says so and is greyed, instead of contradicting the run.
+    void setDescribesStart(bool describesStart);
+    QString footerText() const;
 
 Q_SIGNALS:
     void configureAdapterRequested(const QString& service);
@@ -32,6 +36,7 @@ private:
 
     std::vector<PreflightCheck> checks_;
     bool fixesEnabled_ = true;
+    bool describesStart_ = false;
     QVBoxLayout* rows_;
     QLabel* empty_;
     QLabel* footer_;

@@ -17,7 +17,7 @@ namespace corvane {
 
 CommandDialog::CommandDialog(QWidget* parent)
     : QDialog(parent), title_(new QLabel(this)), lead_(new QLabel(this)),
-      text_(new QPlainTextEdit(this)),
+      warning_(new QLabel(this)), text_(new QPlainTextEdit(this)),
       run_(new QPushButton(gui_texts::toQString(app_texts::runWithPassword), this)),
       copy_(new QPushButton(gui_texts::toQString(app_texts::copyTerminalCommand), this)),
       close_(new QPushButton(gui_texts::cancel, this)) {
@@ -25,6 +25,9 @@ CommandDialog::CommandDialog(QWidget* parent)
     title_->setFont(gui_style::emphasised(font(), 3));
     title_->setWordWrap(true);
     lead_->setWordWrap(true);
+    warning_->setWordWrap(true);
+    warning_->setObjectName(QStringLiteral("warning"));
+    warning_->setFont(gui_style::emphasised(font(), 0));
     text_->setReadOnly(true);
     text_->setFont(gui_style::monospaceFont());
     text_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
@@ -43,6 +46,7 @@ CommandDialog::CommandDialog(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(title_);
     layout->addWidget(lead_);
+    layout->addWidget(warning_);
     layout->addWidget(text_, 1);
     layout->addLayout(buttons);
     setMinimumWidth(560);
@@ -58,6 +62,11 @@ void CommandDialog::showConfirmation(const PendingCommand& command) {
     failure_ = false;
     title_->setText(QString::fromStdString(command.title));
     lead_->hide();
+    warning_->setText(
+        command.removesAddresses()
+            ? gui_texts::toQString(app_texts::removesAddressesWarning(command.service))
+            : QString());
+    warning_->setVisible(command.removesAddresses());
     text_->setPlainText(gui_texts::willRun(command.command));
     run_->show();
     close_->setText(gui_texts::cancel);
@@ -70,15 +79,28 @@ void CommandDialog::showFailure(const PendingCommand& command, const QString& re
     title_->setText(QString::fromStdString(command.title));
     lead_->setText(gui_texts::commandFailedLead);
     lead_->show();
+    warning_->hide();
+    running_ = false;
+    close_->setEnabled(true);
     text_->setPlainText(gui_texts::runInTerminalInstead(reason, command.command));
     run_->hide();
     close_->setText(gui_texts::close);
 }
 
 void CommandDialog::setRunning(bool running) {
+    running_ = running;
     run_->setEnabled(!running);
+    close_->setEnabled(!running);
     run_->setText(running ? gui_texts::commandRunning
                           : gui_texts::toQString(app_texts::runWithPassword));
+    if (running) {
+        lead_->setText(gui_texts::commandRunningLead);
+    }
+    lead_->setVisible(running || failure_);
+}
+
+QString CommandDialog::warningShown() const {
+    return warning_->isVisibleTo(this) ? warning_->text() : QString();
 }
 
 QString CommandDialog::commandShown() const {
@@ -86,7 +108,8 @@ QString CommandDialog::commandShown() const {
 }
 
 QString CommandDialog::terminalCommand() const {
-    return QString::fromStdString(command_.command.sudoLine());
+    // After a failure the text shows the bare command, and the copy is that same text.
+    return QString::fromStdString(failure_ ? command_.command.line() : command_.command.sudoLine());
 }
 
 } // namespace corvane

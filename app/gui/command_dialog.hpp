@@ -21,8 +21,12 @@ public:
 
     void showConfirmation(const PendingCommand& command);
     void showFailure(const PendingCommand& command, const QString& reason);
-    // While the command runs, Run is held back so that it cannot start twice.
+    // While the command runs the dialog says so, and Run is held back so that it cannot
+    // start twice.
     void setRunning(bool running);
+    bool isRunning() const { return running_; }
+    // The warning above a command that removes the card's addresses; empty when none.
+    QString warningShown() const;
 
     bool isFailure() const { return failure_; }
     QString commandShown() const;
@@ -35,8 +39,10 @@ Q_SIGNALS:
 private:
     PendingCommand command_;
     bool failure_ = false;
+    bool running_ = false;
     QLabel* title_;
     QLabel* lead_;
+    QLabel* warning_;
     QPlainTextEdit* text_;
     QPushButton* run_;
     QPushButton* copy_;

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -11,8 +12,11 @@
 #include <QScrollArea>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QUrl>
 #include <QVBoxLayout>
+#include <algorithm>
 
+#include "app/gui/app_icon.hpp"
 #include "app/gui/card_picker.hpp"
 #include "app/gui/checklist_view.hpp"
 #include "app/gui/command_dialog.hpp"
@@ -26,6 +30,7 @@
 #include "app/gui/notice_banner.hpp"
 #include "app/gui/reservations_page.hpp"
 #include "app/gui/settings_dialog.hpp"
+#include "app/gui/status_header.hpp"
 #include "app/gui/waiting_panel.hpp"
 #include "app/model/app_model.hpp"
 #include "app/model/app_texts.hpp"
@@ -46,7 +51,7 @@ QLabel* heading(const QString& text, QWidget* parent) {
 }
 
 QString cardName(const NetworkCard* card) {
-    return card ? gui_texts::cardTitle(*card) : QString();
+    return card ? gui_texts::cardName(*card) : QString();
 }
 
 } // namespace
@@ -56,6 +61,7 @@ DashboardWindow::DashboardWindow(AppModel& model, QWidget* parent)
       launch_(new LaunchScreen(this)), settingsDialog_(new SettingsDialog(this)),
       commandDialog_(new CommandDialog(this)), confirmation_(new QMessageBox(this)) {
     setWindowTitle(gui_texts::applicationName);
+    setWindowIcon(appIcon());
     resize(1200, 780);
     pages_->addWidget(launch_);
     pages_->addWidget(buildDashboard());
@@ -100,8 +106,11 @@ QWidget* DashboardWindow::buildDashboard() {
     split->setStretchFactor(1, 1);
     split->setChildrenCollapsible(false);
 
+    header_ = new StatusHeader(page);
     auto* layout = new QVBoxLayout(page);
     layout->setContentsMargins(12, 10, 12, 12);
+    layout->setSpacing(10);
+    layout->addWidget(header_);
     layout->addLayout(bannerArea_);
     layout->addWidget(split, 1);
     return page;
@@ -115,7 +124,8 @@ QWidget* DashboardWindow::buildSidebar() {
     configSummary_->setWordWrap(true);
     settings_ = new QPushButton(gui_texts::settingsButton, content);
     status_ = new QLabel(content);
-    status_->setFont(gui_style::emphasised(font(), 1));
+    status_->setObjectName(QStringLiteral("startHint"));
+    status_->setWordWrap(true);
     start_ = new QPushButton(gui_texts::start, content);
     stop_ = new QPushButton(gui_texts::stop, content);
     start_->setDefault(true);
@@ -129,6 +139,7 @@ QWidget* DashboardWindow::buildSidebar() {
     controls->addWidget(start_, 1);
     controls->addWidget(stop_, 1);
 
+    // Start sits right under the checks it depends on, with the reason when it is disabled.
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 0, 12, 0);
     layout->setSpacing(8);
@@ -137,11 +148,12 @@ QWidget* DashboardWindow::buildSidebar() {
     layout->addSpacing(8);
     layout->addWidget(heading(gui_texts::checksHeading, content));
     layout->addWidget(checklist_);
-    layout->addSpacing(8);
+    layout->addLayout(controls);
+    layout->addWidget(status_);
+    layout->addSpacing(12);
+    layout->addWidget(heading(gui_texts::configHeading, content));
     layout->addLayout(config);
     layout->addStretch();
-    layout->addWidget(status_);
-    layout->addLayout(controls);
 
     auto* scroll = new QScrollArea;
     scroll->setWidget(content);
@@ -196,6 +208,11 @@ void DashboardWindow::buildMenus() {
         file->addAction(gui_texts::settingsAction, this, [this] { model_.setSettingsOpen(true); });
     saveCapture_ =
         file->addAction(gui_texts::saveCaptureAction, this, &DashboardWindow::saveCapture);
+    file->addAction(gui_texts::openLogFolderAction, this, [this] {
+        const auto folder = QString::fromStdString(model_.logFolder().string());
+        QDir().mkpath(folder);
+        QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+    });
     file->addSeparator();
     file->addAction(gui_texts::quitAction, QKeySequence::Quit, qApp, &QApplication::quit);
 
@@ -223,6 +240,7 @@ void DashboardWindow::connectModel() {
         connect(&model_, signal, this, &DashboardWindow::showControls);
     }
     connect(&model_, &AppModel::checksChanged, this, &DashboardWindow::showChecks);
+    connect(&model_, &AppModel::checksChanged, this, &DashboardWindow::showControls);
     connect(&model_, &AppModel::checkingChanged, this, &DashboardWindow::showControls);
     connect(&model_, &AppModel::canStartChanged, this, &DashboardWindow::showControls);
     connect(&model_, &AppModel::runningChanged, this, &DashboardWindow::showControls);
@@ -241,6 +259,7 @@ void DashboardWindow::connectModel() {
     connect(&model_, &AppModel::settingsOpenChanged, this, &DashboardWindow::showSettings);
     connect(&model_, &AppModel::pendingCommandChanged, this, &DashboardWindow::showCommand);
     connect(&model_, &AppModel::failedCommandChanged, this, &DashboardWindow::showCommand);
+    connect(&model_, &AppModel::failedCommandChanged, this, &DashboardWindow::showBanners);
     connect(&model_, &AppModel::commandRunningChanged, this, &DashboardWindow::showCommand);
     connect(&model_, &AppModel::confirmForgetChanged, this,
             &DashboardWindow::showLeaseEditConfirmation);
@@ -339,6 +358,7 @@ void DashboardWindow::scheduleRefresh(int parts) {
 void DashboardWindow::refreshScheduled() {
     const int parts = std::exchange(pendingRefresh_, 0);
     if (parts & stateRefresh) {
+        showHeader();
         showBanners();
         showDevice();
         showLeases();
@@ -377,23 +397,51 @@ void DashboardWindow::showControls() {
     saveCapture_->setEnabled(model_.hasCapture());
     configureCard_->setEnabled(!running && !commandRunning && model_.selectedCard());
     restoreDHCP_->setEnabled(!running && !commandRunning && model_.selectedCard());
-    if (running) {
-        status_->setText(gui_texts::serving(cardName(model_.selectedCard())));
-    } else if (model_.isChecking()) {
-        status_->setText(gui_texts::checking);
-    } else {
-        status_->setText(gui_texts::stopped);
-    }
+    status_->setText(startHintText());
+    status_->setVisible(!running && !model_.canStart());
     QPalette colour = status_->palette();
-    colour.setColor(QPalette::WindowText, running
-                                              ? gui_style::statusColor(PreflightCheck::Status::pass)
-                                              : gui_style::mutedText());
+    colour.setColor(QPalette::WindowText, gui_style::mutedText());
     status_->setPalette(colour);
+    checklist_->setDescribesStart(running);
+    showHeader();
+}
+
+QString DashboardWindow::startHintText() const {
+    if (model_.selectedCard() == nullptr) {
+        return gui_texts::chooseCardToStart;
+    }
+    const auto& checks = model_.checks();
+    const auto failing = std::count_if(checks.begin(), checks.end(), [](const auto& check) {
+        return check.status == PreflightCheck::Status::fail;
+    });
+    if (failing > 0) {
+        return gui_texts::fixChecksToStart(int(failing));
+    }
+    return gui_texts::waitForChecksToStart;
+}
+
+void DashboardWindow::showHeader() {
+    StatusHeader::Status status;
+    const auto* card = model_.selectedCard();
+    status.card = cardName(card);
+    status.cardHasLink = card != nullptr && card->linkUp;
+    if (model_.isRunning()) {
+        status.state = StatusHeader::State::serving;
+        if (const auto& startedAt = model_.startedAt()) {
+            status.servingFor = std::chrono::floor<std::chrono::seconds>(
+                std::max(model_.now() - *startedAt, TimePoint::duration::zero()));
+        }
+    } else if (model_.isChecking()) {
+        status.state = StatusHeader::State::checking;
+    }
+    status.nextAddress = model_.nextAddress();
+    header_->setStatus(status);
 }
 
 void DashboardWindow::showBanners() {
     std::vector<std::pair<int, QString>> wanted;
-    if (const auto& error = model_.lastError()) {
+    // A failed command is reported once, in its dialog, with the command to run by hand.
+    if (const auto& error = model_.lastError(); error && !model_.failedCommand()) {
         wanted.emplace_back(lastErrorBanner, QString::fromStdString(*error));
     }
     // The map's order is the kinds' declared order, which puts the critical kinds first.
@@ -427,7 +475,7 @@ void DashboardWindow::showDevice() {
     const CorvaneState& state = model_.state();
     if (state.deviceFound) {
         devicePanel_->setDevice(*state.deviceFound, model_.presence(*state.deviceFound),
-                                model_.now());
+                                model_.now(), model_.isRunning());
         panels_->setCurrentWidget(devicePanel_);
         return;
     }
@@ -494,6 +542,9 @@ void DashboardWindow::showCommand() {
             commandDialog_->showConfirmation(*pending);
         }
         commandDialog_->setRunning(model_.isCommandRunning());
+    } else if (model_.isCommandRunning() && commandDialog_->isVisible()) {
+        commandDialog_->setRunning(true);
+        return;
     } else {
         commandDialog_->hide();
         return;

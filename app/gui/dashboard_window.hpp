@@ -25,6 +25,7 @@ class LeaseTableView;
 class LogView;
 class NoticeBanner;
 class SettingsDialog;
+class StatusHeader;
 class WaitingPanel;
 
 // The program's one window: the launch screen until the model is ready, then the dashboard.
@@ -39,6 +40,8 @@ public:
 
     // The parts, for the smoke test and the screenshot tour.
     LaunchScreen& launchScreen() { return *launch_; }
+    StatusHeader& statusHeader() { return *header_; }
+    QLabel& startHint() { return *status_; }
     CardPicker& cardPicker() { return *cardPicker_; }
     ChecklistView& checklist() { return *checklist_; }
     QPushButton& startButton() { return *start_; }
@@ -72,6 +75,9 @@ private:
     void showCards();
     void showChecks();
     void showControls();
+    void showHeader();
+    // Why Start is disabled, shown under it.
+    QString startHintText() const;
     void showBanners();
     void showDevice();
     void showLeases();
@@ -99,6 +105,8 @@ private:
     ChecklistView* checklist_ = nullptr;
     QLabel* configSummary_ = nullptr;
     QPushButton* settings_ = nullptr;
+    StatusHeader* header_ = nullptr;
+    // Under a disabled Start: what to do first.
     QLabel* status_ = nullptr;
     QPushButton* start_ = nullptr;
     QPushButton* stop_ = nullptr;

@@ -1,6 +1,7 @@
 #include "app/gui/device_panel.hpp"
 
 #include <QFormLayout>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -37,7 +38,8 @@ DevicePanel::DevicePanel(QWidget* parent)
     facts->addRow(gui_texts::makerLabel, maker_);
     facts->addRow(gui_texts::hostnameLabel, hostname_);
     facts->addRow(gui_texts::vendorClassLabel, vendorClass_);
-    facts->addRow(gui_texts::leaseLeftLabel, leaseLeft_);
+    leaseLeftName_ = new QLabel(gui_texts::leaseLeftLabel, this);
+    facts->addRow(leaseLeftName_, leaseLeft_);
     facts->addRow(gui_texts::presenceLabel, presence_);
 
     auto* layout = new QVBoxLayout(this);
@@ -51,8 +53,16 @@ DevicePanel::DevicePanel(QWidget* parent)
 }
 
 void DevicePanel::setDevice(const Lease& lease, std::optional<PresenceState> presence,
-                            TimePoint now) {
-    headline_->setText(gui_texts::deviceFound);
+                            TimePoint now, bool serving) {
+    serving_ = serving;
+    headline_->setText(serving ? gui_texts::deviceFound : gui_texts::lastDevice);
+    // After Stop the panel is a record, not a live view: greyed, no countdown, no presence.
+    QPalette greyed = QWidget::palette();
+    greyed.setColor(QPalette::WindowText,
+                    serving ? QGuiApplication::palette().color(QPalette::WindowText)
+                            : gui_style::mutedText());
+    setPalette(greyed);
+    openInBrowser_->setEnabled(serving);
     address_->setText(gui_texts::toQString(lease.ip.description()));
     mac_->setText(gui_texts::toQString(lease.mac.description()));
     const auto maker = makerName(lease.mac);
@@ -61,15 +71,21 @@ void DevicePanel::setDevice(const Lease& lease, std::optional<PresenceState> pre
                                       : gui_texts::notGiven);
     vendorClass_->setText(lease.vendorClass ? QString::fromStdString(*lease.vendorClass)
                                             : gui_texts::notGiven);
-    leaseLeft_->setText(gui_texts::leaseLeft(lease, now));
+    leaseLeft_->setText(serving ? gui_texts::leaseLeft(lease, now)
+                                : gui_texts::lastSeen(lease.lastSeen));
+    leaseLeftName_->setText(serving ? gui_texts::leaseLeftLabel : gui_texts::lastSeenLabel);
 
-    const PresenceState state = presence.value_or(PresenceState::unknown);
+    const PresenceState state =
+        serving ? presence.value_or(PresenceState::unknown) : PresenceState::unknown;
     presence_->setText(gui_texts::presenceWord(state));
     QPalette colour = presence_->palette();
     colour.setColor(QPalette::WindowText, gui_style::presenceColor(state));
     presence_->setPalette(colour);
 }
 
+QString DevicePanel::headlineText() const {
+    return headline_->text();
+}
 QString DevicePanel::addressText() const {
     return address_->text();
 }

@@ -19,7 +19,12 @@ class DevicePanel : public QFrame {
 public:
     explicit DevicePanel(QWidget* parent = nullptr);
 
-    void setDevice(const Lease& lease, std::optional<PresenceState> presence, TimePoint now);
+    // `serving` false shows the last device of a stopped server: greyed, with when it was
+    // last seen instead of a running countdown.
+    void setDevice(const Lease& lease, std::optional<PresenceState> presence, TimePoint now,
+                   bool serving = true);
+    bool isServing() const { return serving_; }
+    QString headlineText() const;
 
     // The shown texts, for the window and its smoke test.
     QString addressText() const;
@@ -32,6 +37,8 @@ Q_SIGNALS:
 
 private:
     QLabel* headline_;
+    QLabel* leaseLeftName_ = nullptr;
+    bool serving_ = true;
     QLabel* address_;
     QLabel* mac_;
     QLabel* maker_;

@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QFont>
+#include <QPalette>
 
 #include "app/model/log_line.hpp"
 #include "core/host/preflight_check.hpp"
@@ -9,6 +10,16 @@
 
 // The colours and fonts the screens share, so that a status reads the same everywhere.
 namespace corvane::gui_style {
+
+// Every colour below is chosen for the application palette at the time it is asked for:
+// a dark window gets light text colours and dark backgrounds, so that every text keeps a
+// contrast of at least 4.5:1 against what it is drawn on, in both.
+bool prefersDark(const QPalette& palette);
+bool prefersDark();
+// The dark palette the screenshots and tests use; a dark desktop theme brings its own.
+QPalette darkPalette();
+// The WCAG 2 contrast ratio of two colours, from 1 (same) to 21 (black on white).
+double contrastRatio(const QColor& one, const QColor& other);
 
 QColor statusColor(PreflightCheck::Status status);
 QColor presenceColor(PresenceState state);
@@ -18,6 +29,8 @@ QColor criticalBackground();
 QColor criticalText();
 QColor noticeBackground();
 QColor noticeText();
+QColor servingBackground();
+QColor servingText();
 QColor panelBackground();
 QColor mutedText();
 

@@ -1,5 +1,7 @@
 #include "app/gui/gui_texts.hpp"
 
+#include <QDateTime>
+#include <QStringList>
 #include <chrono>
 
 #include "app/model/app_texts.hpp"
@@ -11,8 +13,54 @@ QString toQString(std::string_view text) {
     return QString::fromUtf8(text.data(), qsizetype(text.size()));
 }
 
-QString serving(const QString& card) {
-    return QStringLiteral("Serving on %1").arg(card);
+QString version(const QString& number) {
+    return number.isEmpty() ? QString() : QStringLiteral("Version %1").arg(number);
+}
+
+QString headerState(bool serving, bool checking) {
+    if (serving) {
+        return QStringLiteral("Serving");
+    }
+    return checking ? QStringLiteral("Checking\u2026") : QStringLiteral("Stopped");
+}
+
+QString headerDetail(const QString& card, bool cardHasLink,
+                     std::optional<std::chrono::seconds> servingFor,
+                     std::optional<IPv4Address> nextAddress) {
+    if (card.isEmpty()) {
+        return QStringLiteral("No card chosen");
+    }
+    QStringList parts{servingFor ? QStringLiteral("on %1").arg(card) : card};
+    if (!cardHasLink) {
+        parts << QStringLiteral("no link");
+    }
+    if (servingFor) {
+        parts << QStringLiteral("for %1").arg(elapsed(*servingFor));
+    }
+    if (nextAddress) {
+        parts << QStringLiteral("next device gets %1").arg(toQString(nextAddress->description()));
+    }
+    return parts.join(QStringLiteral(" \u00b7 "));
+}
+
+QString elapsed(std::chrono::seconds duration) {
+    const auto seconds = duration.count();
+    if (seconds < 60) {
+        return QStringLiteral("%1 s").arg(seconds);
+    }
+    if (seconds < 3600) {
+        return QStringLiteral("%1 min %2 s")
+            .arg(seconds / 60)
+            .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    }
+    return QStringLiteral("%1 h %2 min")
+        .arg(seconds / 3600)
+        .arg(seconds % 3600 / 60, 2, 10, QLatin1Char('0'));
+}
+
+QString fixChecksToStart(int failing) {
+    return failing == 1 ? QStringLiteral("Fix 1 check to start")
+                        : QStringLiteral("Fix %1 checks to start").arg(failing);
 }
 
 QString configSummary(IPv4Address serverIP, std::int64_t prefixLength, IPv4Address rangeStart,
@@ -36,12 +84,16 @@ QString updateAvailable(const QString& version) {
         .arg(version);
 }
 
-QString cardTitle(const NetworkCard& card) {
+QString cardName(const NetworkCard& card) {
     if (card.displayName.empty() || card.displayName == card.bsdName) {
         return QString::fromStdString(card.bsdName);
     }
     return QStringLiteral("%1 (%2)").arg(QString::fromStdString(card.displayName),
                                          QString::fromStdString(card.bsdName));
+}
+
+QString cardTitle(const NetworkCard& card) {
+    return card.linkUp ? cardName(card) : QStringLiteral("%1 \u2014 no link").arg(cardName(card));
 }
 
 QString cardDetail(const NetworkCard& card) {
@@ -68,10 +120,6 @@ QString cardDetail(const NetworkCard& card) {
         .arg(kind, QString::fromStdString(card.addressSummary()), link);
 }
 
-QString configureAdapterButton(const QString& service) {
-    return QStringLiteral("Set Up %1\u2026").arg(service);
-}
-
 QString leaseLeft(const Lease& lease, TimePoint now) {
     if (lease.state == Lease::State::released || lease.state == Lease::State::reclaimed) {
         return toQString(leaseStateName(lease.state));
@@ -81,6 +129,12 @@ QString leaseLeft(const Lease& lease, TimePoint now) {
     }
     const auto left = std::chrono::ceil<std::chrono::seconds>(lease.expiresAt - now).count();
     return QString::fromStdString(formatDuration(static_cast<std::uint32_t>(left)));
+}
+
+QString lastSeen(TimePoint when) {
+    const auto seconds =
+        std::chrono::duration_cast<std::chrono::seconds>(when.time_since_epoch()).count();
+    return QDateTime::fromSecsSinceEpoch(seconds).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
 }
 
 QString presenceWord(PresenceState state) {
@@ -107,7 +161,8 @@ QString willRun(const SetupCommand& command) {
 }
 
 QString runInTerminalInstead(const QString& reason, const SetupCommand& command) {
-    return reason + QString::fromStdString(app_texts::terminalOffer(command.sudoLine()));
+    // The command itself: the terminal is where the user decides how to gain the rights.
+    return reason + QString::fromStdString(app_texts::terminalOffer(command.line()));
 }
 
 } // namespace corvane::gui_texts

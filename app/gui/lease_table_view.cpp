@@ -1,5 +1,6 @@
 #include "app/gui/lease_table_view.hpp"
 
+#include <QFontMetrics>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -8,13 +9,14 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include "app/gui/empty_state.hpp"
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
 
 namespace corvane {
 
 LeaseTableView::LeaseTableView(QWidget* parent)
-    : QWidget(parent), table_(new QTableView(this)), empty_(new QLabel(gui_texts::noLeases, this)),
+    : QWidget(parent), table_(new QTableView(this)), empty_(nullptr),
       forget_(new QPushButton(gui_texts::forgetLeaseButton, this)),
       reserve_(new QPushButton(gui_texts::reserveAddressButton, this)),
       clearExpired_(new QPushButton(gui_texts::clearExpiredButton, this)) {
@@ -28,17 +30,25 @@ LeaseTableView::LeaseTableView(QWidget* parent)
     table_->setAlternatingRowColors(true);
     table_->setShowGrid(false);
     table_->verticalHeader()->hide();
-    table_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    // Host names are the longest and most telling column; it takes the spare width.
-    table_->horizontalHeader()->setSectionResizeMode(LeaseTableModel::hostname,
-                                                     QHeaderView::Stretch);
-
-    QPalette muted = empty_->palette();
-    muted.setColor(QPalette::WindowText, gui_style::mutedText());
-    empty_->setPalette(muted);
+    // Addresses and MACs always show in full and never move; the short status columns fit
+    // their contents, and the two free-text columns share what is left.
+    auto* header = table_->horizontalHeader();
+    header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(LeaseTableModel::hostname, QHeaderView::Stretch);
+    header->setSectionResizeMode(LeaseTableModel::vendorClass, QHeaderView::Stretch);
+    const QFontMetrics fixed(gui_style::monospaceFont());
+    const int padding = 24;
+    for (const auto& [column, widest] :
+         {std::pair{LeaseTableModel::address, QStringLiteral("255.255.255.255")},
+          std::pair{LeaseTableModel::mac, QStringLiteral("ff:ff:ff:ff:ff:ff")}}) {
+        header->setSectionResizeMode(column, QHeaderView::Fixed);
+        table_->setColumnWidth(column, fixed.horizontalAdvance(widest) + padding);
+    }
+    table_->setWordWrap(false);
+    table_->setTextElideMode(Qt::ElideRight);
+    empty_ = new EmptyState(table_, gui_texts::noLeases);
 
     auto* buttons = new QHBoxLayout;
-    buttons->addWidget(empty_, 1);
     buttons->addStretch();
     buttons->addWidget(reserve_);
     buttons->addWidget(forget_);
@@ -103,7 +113,6 @@ void LeaseTableView::selectMAC(const QString& mac) {
 
 void LeaseTableView::updateButtons() {
     const auto& rows = model_.rows();
-    empty_->setVisible(rows.empty());
     forget_->setEnabled(!selectedMAC().isEmpty());
     reserve_->setEnabled(!selectedMAC().isEmpty());
     clearExpired_->setEnabled(!rows.empty());

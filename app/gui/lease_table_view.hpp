@@ -11,6 +11,8 @@ class QTableView;
 
 namespace corvane {
 
+class EmptyState;
+
 // Every lease of the run or the lease file, online devices first, with the two edits a user
 // may make: forget one client, or clear the records that no longer hold an address. Both
 // ask for confirmation elsewhere; this view only asks for them.
@@ -38,7 +40,7 @@ private:
 
     LeaseTableModel model_;
     QTableView* table_;
-    QLabel* empty_;
+    EmptyState* empty_;
     QPushButton* forget_;
     QPushButton* reserve_;
     QPushButton* clearExpired_;

@@ -58,6 +58,7 @@ QVariant LogModel::data(const QModelIndex& index, int role) const {
     const LogLine& line = lines_[std::size_t(index.row())];
     switch (role) {
     case Qt::DisplayRole:
+    case Qt::ToolTipRole:
         return QString::fromStdString(line.text);
     case Qt::ForegroundRole:
         return gui_style::logLineColor(line.kind);

@@ -8,6 +8,7 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
+#include "app/gui/empty_state.hpp"
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
 #include "app/model/app_texts.hpp"
@@ -25,13 +26,17 @@ LogView::LogView(QWidget* parent)
 
     list_->setModel(&model_);
     list_->setFont(gui_style::monospaceFont());
-    // Lines keep their full length and scroll sideways: a cut line loses the very fields
-    // (client id, interface) a filter is typed for.
+    // Lines are never cut and never hide behind a sideways scroll: a long line wraps, so the
+    // fields at its end (client id, xid, card) stay in sight; the tooltip repeats it whole.
     list_->setTextElideMode(Qt::ElideNone);
+    list_->setWordWrap(true);
+    list_->setResizeMode(QListView::Adjust);
     list_->setLayoutMode(QListView::Batched);
     list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list_->setObjectName(QStringLiteral("logLines"));
+    new EmptyState(list_, gui_texts::emptyLog);
 
     auto* controls = new QHBoxLayout;
     controls->addWidget(filter_, 1);

@@ -1,6 +1,7 @@
 #include <QApplication>
 #include <QStyleFactory>
 
+#include "app/gui/app_icon.hpp"
 #include "app/gui/dashboard_window.hpp"
 #include "app/gui/gui_texts.hpp"
 #include "app/model/app_model.hpp"
@@ -11,6 +12,7 @@ int main(int argc, char* argv[]) {
     QApplication::setApplicationVersion(QStringLiteral(CORVANE_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("corvane-gui"));
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setWindowIcon(corvane::appIcon());
 
     corvane::AppModel model(corvane::AppModelEnvironment::forUser());
     corvane::DashboardWindow window(model);

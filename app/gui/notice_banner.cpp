@@ -42,6 +42,7 @@ void NoticeBanner::setNotice(const QString& message, bool critical) {
     QPalette colours = palette();
     colours.setColor(QPalette::Window, background);
     colours.setColor(QPalette::WindowText, foreground);
+    colours.setColor(QPalette::ButtonText, foreground);
     setPalette(colours);
 
     QFont font = this->font();

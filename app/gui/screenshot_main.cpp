@@ -5,9 +5,11 @@
 #include <iostream>
 
 #include "app/gui/dashboard_window.hpp"
+#include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
 #include "app/gui/screenshot_tour.hpp"
 #include "app/model/app_model.hpp"
+#include "core/config/settings_file.hpp"
 
 // corvane-screenshots DIR [--card NAME] [-- DEVICE COMMAND...]: renders the program's main
 // states to PNG files in DIR. Meant for the offscreen platform and a namespace made for it;
@@ -26,12 +28,22 @@ int main(int argc, char* argv[]) {
                                   QStringLiteral("Serve on this card (a veth made for the tour)."),
                                   QStringLiteral("name"));
     parser.addOption(card);
+    const QCommandLineOption cardDown(
+        QStringLiteral("card-down"),
+        QStringLiteral("The card starts without link; show that, then bring it up."));
+    parser.addOption(cardDown);
+    const QCommandLineOption dark(QStringLiteral("dark"),
+                                  QStringLiteral("Use a dark palette; file names end in -dark."));
+    parser.addOption(dark);
     parser.addPositionalArgument(QStringLiteral("folder"),
                                  QStringLiteral("Where the PNG files go."));
     parser.addPositionalArgument(QStringLiteral("device"),
                                  QStringLiteral("After --: the device's DHCP client command."),
                                  QStringLiteral("[-- command...]"));
     parser.process(application);
+    if (parser.isSet(dark)) {
+        QApplication::setPalette(corvane::gui_style::darkPalette());
+    }
     const QStringList positional = parser.positionalArguments();
     if (positional.isEmpty()) {
         std::cerr << "Name the folder for the screenshots, for example: corvane-screenshots "
@@ -51,13 +63,22 @@ int main(int argc, char* argv[]) {
     environment.leaseFilePath = root / "leases.json";
     environment.logDirectory = root / "logs";
     environment.updates = corvane::UpdateConfiguration{};
+    if (parser.isSet(card)) {
+        // The tour's card is a veth: offered from the first launch, as a user who serves
+        // virtual devices would have it.
+        corvane::SettingsFile(environment.settingsPath).setShowVirtualCards(true);
+    }
 
     corvane::AppModel model(std::move(environment));
     corvane::DashboardWindow window(model);
     corvane::ScreenshotTour::Options options{QDir(positional.first()), std::nullopt,
-                                             positional.mid(1)};
+                                             positional.mid(1), false, QString()};
     if (parser.isSet(card)) {
         options.card = parser.value(card);
+    }
+    options.cardStartsDown = parser.isSet(cardDown);
+    if (parser.isSet(dark)) {
+        options.suffix = QStringLiteral("-dark");
     }
     corvane::ScreenshotTour tour(model, window, std::move(options));
     return tour.run() ? 0 : 1;

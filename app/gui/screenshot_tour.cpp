@@ -100,11 +100,12 @@ bool ScreenshotTour::run() {
     }
     window_.resize(windowSize);
     window_.show();
-    if (!launch() || !dashboard()) {
+    if (!launch() || !cardWithoutLink() || !dashboard()) {
         return false;
     }
     if (options_.card) {
         if (!failingChecks() || !running() || !deviceFound() || !deviceTimeline() ||
+            !stoppedWithLastDevice() || !criticalBanner()) {
             !criticalBanner()) {
             return false;
         }
@@ -119,9 +120,49 @@ bool ScreenshotTour::launch() {
     if (!reach("launch screen", [this] { return window_.launchScreen().isVisible(); })) {
         return false;
     }
-    const bool saved = save(QStringLiteral("launch.png"), window());
+    const bool saved = save(QStringLiteral("launch"), window());
     model_.bootstrap();
     return saved;
+}
+
+bool ScreenshotTour::cardWithoutLink() {
+    if (!options_.card || !options_.cardStartsDown) {
+        return true;
+    }
+    const QString card = *options_.card;
+    if (!reach("card without link", [&] {
+            return model_.phase() == AppModel::Phase::ready &&
+                   model_.selectedCardID() == card.toStdString() && checksSettled() &&
+                   window_.cardPicker().currentCardID() == card;
+        })) {
+        return false;
+    }
+    const bool saved = save(QStringLiteral("first-launch-no-link"), window());
+    // Only the card made for the tour, in the tour's own namespace.
+    if (QProcess::execute(QStringLiteral("ip"), {QStringLiteral("link"), QStringLiteral("set"),
+                                                 card, QStringLiteral("up")}) != 0) {
+        std::cerr << "Could not bring " << card.toStdString() << " up.\n";
+        return false;
+    }
+    return reach("link up",
+                 [this] {
+                     const auto* chosen = model_.selectedCard();
+                     return chosen && chosen->linkUp;
+                 }) &&
+           saved;
+}
+
+bool ScreenshotTour::stoppedWithLastDevice() {
+    if (options_.deviceCommand.isEmpty()) {
+        return true;
+    }
+    window_.stopButton().click();
+    if (!reach("stopped with the last device", [this] {
+            return !model_.isRunning() && window_.showsDevicePanel() && checksSettled();
+        })) {
+        return false;
+    }
+    return save(QStringLiteral("stopped-last-device"), window());
 }
 
 bool ScreenshotTour::dashboard() {
@@ -149,7 +190,7 @@ bool ScreenshotTour::dashboard() {
                })) {
         return false;
     }
-    return save(QStringLiteral("dashboard.png"), window());
+    return save(QStringLiteral("dashboard"), window());
 }
 
 bool ScreenshotTour::failingChecks() {
@@ -163,7 +204,7 @@ bool ScreenshotTour::failingChecks() {
                [this] { return checksSettled() && hasFailingCheckWithFix(model_.checks()); })) {
         return false;
     }
-    bool saved = save(QStringLiteral("checks-failing.png"), window());
+    bool saved = save(QStringLiteral("checks-failing"), window());
 
     const auto fixes = window_.checklist().findChildren<QPushButton*>();
     if (fixes.isEmpty()) {
@@ -174,8 +215,8 @@ bool ScreenshotTour::failingChecks() {
     if (!reach("command confirmation", [this] { return window_.commandDialog().isVisible(); })) {
         return false;
     }
-    saved = save(QStringLiteral("command-confirmation.png"), windowWith(window_.commandDialog())) &&
-            saved;
+    saved =
+        save(QStringLiteral("command-confirmation"), windowWith(window_.commandDialog())) && saved;
     window_.commandDialog().reject();
 
     model_.setConfig(original);
@@ -194,7 +235,7 @@ bool ScreenshotTour::running() {
         })) {
         return false;
     }
-    return save(QStringLiteral("running-waiting.png"), window());
+    return save(QStringLiteral("running-waiting"), window());
 }
 
 bool ScreenshotTour::deviceFound() {
@@ -224,7 +265,7 @@ bool ScreenshotTour::deviceFound() {
         waitForEvents(std::chrono::milliseconds(50));
     }
     waitForEvents(std::chrono::milliseconds(300));
-    return save(QStringLiteral("device-found.png"), window());
+    return save(QStringLiteral("device-found"), window());
 }
 
 bool ScreenshotTour::deviceTimeline() {
@@ -239,11 +280,13 @@ bool ScreenshotTour::deviceTimeline() {
         })) {
         return false;
     }
-    return save(QStringLiteral("device-timeline.png"), window());
+    return save(QStringLiteral("device-timeline"), window());
 }
 
 bool ScreenshotTour::criticalBanner() {
-    window_.stopButton().click();
+    if (model_.isRunning()) {
+        window_.stopButton().click();
+    }
     if (!reach("stopped",
                [this] { return !model_.isRunning() && checksSettled() && model_.canStart(); })) {
         return false;
@@ -267,7 +310,7 @@ bool ScreenshotTour::criticalBanner() {
     if (!reach("checks after the failed start", [this] { return checksSettled(); })) {
         return false;
     }
-    return save(QStringLiteral("critical-banner.png"), window());
+    return save(QStringLiteral("critical-banner"), window());
 }
 
 bool ScreenshotTour::settingsWithErrors() {
@@ -277,7 +320,7 @@ bool ScreenshotTour::settingsWithErrors() {
         return false;
     }
     settings.setForm(formWithMistakes(model_.config()));
-    const bool saved = save(QStringLiteral("settings-errors.png"), windowWith(settings));
+    const bool saved = save(QStringLiteral("settings-errors"), windowWith(settings));
     settings.reject();
     return saved && labSettingsPages();
 }
@@ -291,10 +334,10 @@ bool ScreenshotTour::labSettingsPages() {
     settings.setForm(labForm(model_.config()));
     settings.showPage(settings.reservationsPage());
     waitForEvents(std::chrono::milliseconds(100));
-    bool saved = save(QStringLiteral("settings-reservations.png"), windowWith(settings));
+    bool saved = save(QStringLiteral("settings-reservations"), windowWith(settings));
     settings.showPage(settings.optionsPage());
     waitForEvents(std::chrono::milliseconds(100));
-    saved = save(QStringLiteral("settings-options.png"), windowWith(settings)) && saved;
+    saved = save(QStringLiteral("settings-options"), windowWith(settings)) && saved;
     settings.reject();
     return saved;
 }
@@ -317,7 +360,7 @@ bool ScreenshotTour::reach(const char* state, const std::function<bool()>& condi
 }
 
 bool ScreenshotTour::save(const QString& name, const QPixmap& picture) {
-    const QString path = options_.output.filePath(name);
+    const QString path = options_.output.filePath(name + options_.suffix + QStringLiteral(".png"));
     if (!picture.save(path, "PNG")) {
         std::cerr << "Could not write " << path.toStdString()
                   << ". Check that you may write there, then try again.\n";

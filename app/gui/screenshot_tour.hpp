@@ -27,6 +27,11 @@ public:
         std::optional<QString> card;
         // Program and arguments of the device's DHCP client; empty skips the found device.
         QStringList deviceCommand;
+        // The card starts without link (administratively down in the tour's namespace); the
+        // tour shows that first launch, then brings it up.
+        bool cardStartsDown = false;
+        // Appended to every file name, such as "-dark" for the dark palette's run.
+        QString suffix;
     };
 
     ScreenshotTour(AppModel& model, DashboardWindow& window, Options options);
@@ -43,8 +48,10 @@ private:
     bool dashboard();
     bool failingChecks();
     bool running();
+    bool cardWithoutLink();
     bool deviceFound();
     bool deviceTimeline();
+    bool stoppedWithLastDevice();
     bool criticalBanner();
     bool settingsWithErrors();
     // The Reservations and Options pages filled as a lab would, one mistake on each.

@@ -10,6 +10,7 @@
 #include <QSignalBlocker>
 #include <QTabWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "app/gui/gui_style.hpp"
 #include "app/gui/gui_texts.hpp"
@@ -61,7 +62,9 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     server->addWidget(prefix_);
     auto* range = new QHBoxLayout;
     range->addWidget(rangeStart_, 1);
+    range->addSpacing(6);
     range->addWidget(new QLabel(gui_texts::rangeTo, this));
+    range->addSpacing(6);
     range->addWidget(rangeEnd_, 1);
     range->addWidget(rangeCount_);
     auto* lease = new QHBoxLayout;
@@ -88,6 +91,10 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     addArea(gui_texts::dnsArea, dns, SettingsForm::Field::dns);
     grid->setColumnStretch(1, 1);
 
+    auto* appliesLater = new QLabel(gui_texts::settingsApplyAtNextStart, this);
+    appliesLater->setWordWrap(true);
+    appliesLater->setPalette(muted);
+
     auto* serverPage = new QWidget(this);
     auto* serverLayout = new QVBoxLayout(serverPage);
     serverLayout->addLayout(grid);
@@ -97,6 +104,7 @@ SettingsDialog::SettingsDialog(QWidget* parent)
     tabs_->addTab(options_, gui_texts::optionsTab);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_, 1);
+    layout->addWidget(appliesLater);
     layout->addWidget(buttons_);
     setMinimumWidth(520);
 
@@ -177,6 +185,7 @@ void SettingsDialog::evaluate() {
     const auto evaluation = current.evaluate();
     for (auto& [field, label] : messages_) {
         const auto found = evaluation.errors.find(field);
+        outline(field, found != evaluation.errors.end());
         if (found == evaluation.errors.end()) {
             label->clear();
             label->hide();
@@ -199,6 +208,42 @@ void SettingsDialog::evaluate() {
 
 void SettingsDialog::showPage(QWidget& page) {
     tabs_->setCurrentWidget(&page);
+}
+
+std::vector<QLineEdit*> SettingsDialog::editsOf(SettingsForm::Field field) const {
+    switch (field) {
+    case SettingsForm::Field::server:
+        return {serverIP_, prefix_};
+    case SettingsForm::Field::range:
+        return {rangeStart_, rangeEnd_};
+    case SettingsForm::Field::lease:
+        return {customLease_};
+    case SettingsForm::Field::gateway:
+        return {router_};
+    case SettingsForm::Field::dns:
+        return {dns_};
+    }
+    return {};
+}
+
+void SettingsDialog::outline(SettingsForm::Field field, bool atFault) {
+    const QString frame =
+        atFault ? QStringLiteral("QLineEdit { border: 2px solid %1; border-radius: 3px; "
+                                 "padding: 1px 3px; }")
+                      .arg(gui_style::statusColor(PreflightCheck::Status::fail).name())
+                : QString();
+    for (auto* edit : editsOf(field)) {
+        if (edit->property("atFault").toBool() != atFault) {
+            edit->setProperty("atFault", atFault);
+            edit->setStyleSheet(frame);
+        }
+    }
+}
+
+bool SettingsDialog::isOutlined(SettingsForm::Field field) const {
+    const auto edits = editsOf(field);
+    return std::any_of(edits.begin(), edits.end(),
+                       [](const QLineEdit* edit) { return edit->property("atFault").toBool(); });
 }
 
 QLineEdit* SettingsDialog::textField(const char* name, const QString& placeholder) {

@@ -3,6 +3,7 @@
 #include <QDialog>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "core/config/server_config.hpp"
 #include "core/config/settings_form.hpp"
@@ -37,6 +38,8 @@ public:
     QString messagesShown(SettingsForm::Field field) const;
     QString rangeCountShown() const;
     bool canSave() const;
+    // True when the area's fields are outlined as the ones at fault.
+    bool isOutlined(SettingsForm::Field field) const;
 
     // The Reservations and Options pages, and a way to bring one to the front.
     ReservationsPage& reservationsPage() { return *reservations_; }
@@ -45,6 +48,8 @@ public:
 
 private:
     void evaluate();
+    std::vector<QLineEdit*> editsOf(SettingsForm::Field field) const;
+    void outline(SettingsForm::Field field, bool atFault);
     // A line edit named after its field, so that tests and tools can find it.
     QLineEdit* textField(const char* name, const QString& placeholder);
 

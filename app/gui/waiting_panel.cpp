@@ -76,6 +76,9 @@ void WaitingPanel::setHintShown(bool shown) {
     hint_->setVisible(shown);
 }
 
+QString WaitingPanel::instructionsText() const {
+    return instructions_->text();
+}
 QString WaitingPanel::nextAddressText() const {
     return nextAddress_->text();
 }

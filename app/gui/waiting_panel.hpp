@@ -24,6 +24,7 @@ public:
     void setTcpdumpCommand(const QString& command);
     void setHintShown(bool shown);
 
+    QString instructionsText() const;
     QString nextAddressText() const;
     QString tcpdumpCommand() const;
     bool isHintShown() const;

@@ -2,6 +2,7 @@
 
 #include <QMetaObject>
 #include <algorithm>
+#include <utility>
 
 #include "app/model/app_texts.hpp"
 #include "app/model/update_texts.hpp"
@@ -32,6 +33,9 @@ AppModel::AppModel(AppModelEnvironment environment, QObject* parent)
             appendLabeled(update_texts::logLabel, text, LogLine::Kind::other);
         },
         [this] { return settings_.updateFeedOverride(); }, settings_.path().string());
+    cardRetry_.setSingleShot(true);
+    cardRetry_.setInterval(environment_.cardListRetryDelay);
+    connect(&cardRetry_, &QTimer::timeout, this, [this] { refreshCards(); });
     waitingHintTimer_.setInterval(std::chrono::seconds{1});
     connect(&waitingHintTimer_, &QTimer::timeout, this, [this] { updateWaitingHint(); });
 }
@@ -97,24 +101,55 @@ void AppModel::refreshCards() {
 
 void AppModel::listCards(const std::function<void()>& afterwards) {
     const auto request = ++cardRequest_;
-    runWithTimeLimit<std::vector<NetworkCard>>(
-        lifeline_, environment_.hostQueryTimeLimit, cards_, environment_.host.listCards,
-        [this, request, afterwards](std::vector<NetworkCard> cards) {
-            // Only the newest listing counts; an older one finishing late is stale.
-            if (request == cardRequest_) {
-                takeCards(std::move(cards));
+    // `afterwards` runs once, at the answer or at the time limit, whichever comes first; a
+    // listing that misses the limit keeps the previous list, is retried, and still counts
+    // when it arrives late unless a newer one has answered meanwhile.
+    auto pending = std::make_shared<std::function<void()>>(afterwards);
+    auto proceed = [pending] {
+        if (auto next = std::exchange(*pending, {})) {
+            next();
+        }
+    };
+    QTimer::singleShot(environment_.hostQueryTimeLimit, this, [this, request, proceed] {
+        if (request > answeredCardRequest_) {
+            cardRetry_.start();
+        }
+        proceed();
+    });
+    using Listing = std::optional<std::vector<NetworkCard>>;
+    runInBackground<Listing>(
+        lifeline_, std::nullopt, [list = environment_.host.listCards] { return Listing(list()); },
+        [this, request, proceed](Listing cards) {
+            if (!cards) {
+                cardRetry_.start();
+            } else if (request > answeredCardRequest_) {
+                answeredCardRequest_ = request;
+                takeCards(std::move(*cards));
             }
-            if (afterwards) {
-                afterwards();
-            }
+            proceed();
         });
 }
 
 void AppModel::takeCards(std::vector<NetworkCard> cards) {
-    if (cards != cards_) {
-        cards_ = std::move(cards);
-        Q_EMIT cardsChanged();
+    if (cards == cards_) {
+        reselectAfterListing();
+        return;
     }
+    cards_ = std::move(cards);
+    // The served card follows the list, and reads as without link once it has left it.
+    if (servingCard_) {
+        if (const auto* listed = cardWithID(servingCard_->id())) {
+            servingCard_ = *listed;
+        } else {
+            servingCard_->linkUp = false;
+            servingCard_->media.reset();
+        }
+    }
+    Q_EMIT cardsChanged();
+    reselectAfterListing();
+}
+
+void AppModel::reselectAfterListing() {
     setSelectedCard(Interfaces::preferredCardID(
         cards_, selectedCardID_, settings_.selectedCardMAC(), isRunning_, showVirtualCards_));
     refreshChecks();
@@ -167,7 +202,17 @@ void AppModel::discardChecks() {
 }
 
 std::vector<NetworkCard> AppModel::offeredCards() const {
-    return Interfaces::offered(cards_, showDisconnected_, showVirtualCards_);
+    auto offered = Interfaces::offered(cards_, showDisconnected_, showVirtualCards_);
+    // The chosen card is always on offer, also without link (the usual state before the
+    // device is plugged in) and, while serving, after it has left the host's list: the
+    // picker never shows less than the model uses. Cards without link come last anyway.
+    const auto* chosen = selectedCard();
+    if (chosen != nullptr &&
+        std::none_of(offered.begin(), offered.end(),
+                     [chosen](const NetworkCard& card) { return card.id() == chosen->id(); })) {
+        offered.push_back(*chosen);
+    }
+    return offered;
 }
 
 void AppModel::setShowDisconnected(bool show) {
@@ -194,7 +239,15 @@ void AppModel::setShowVirtualCards(bool show) {
 }
 
 const NetworkCard* AppModel::selectedCard() const {
-    return selectedCardID_ ? cardWithID(*selectedCardID_) : nullptr;
+    if (!selectedCardID_) {
+        return nullptr;
+    }
+    if (const auto* listed = cardWithID(*selectedCardID_)) {
+        return listed;
+    }
+    // A run keeps its card even while the host no longer lists it (unplugged).
+    return isRunning_ && servingCard_ && servingCard_->id() == *selectedCardID_ ? &*servingCard_
+                                                                                : nullptr;
 }
 
 const NetworkCard* AppModel::cardWithID(const std::string& cardID) const {

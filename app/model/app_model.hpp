@@ -109,7 +109,7 @@ public:
     Phase phase() const { return phase_; }
     // Every card the host has, as last listed.
     const std::vector<NetworkCard>& cards() const { return cards_; }
-    // The cards the picker offers, given the two switches.
+    // The cards the picker offers, given the two switches, and always the chosen card.
     std::vector<NetworkCard> offeredCards() const;
     bool showDisconnected() const { return showDisconnected_; }
     void setShowDisconnected(bool show);
@@ -117,6 +117,7 @@ public:
     bool showVirtualCards() const { return showVirtualCards_; }
     void setShowVirtualCards(bool show);
     const std::optional<std::string>& selectedCardID() const { return selectedCardID_; }
+    // The chosen card as last listed; while serving, the served card even once it is gone.
     const NetworkCard* selectedCard() const;
     // The user's choice: remembered by the card's MAC in the settings file.
     void selectCard(const std::string& cardID);
@@ -195,6 +196,9 @@ public:
     // Opens http://{ip}/ in the user's web browser.
     void openInBrowser(IPv4Address ip) const;
 
+    // Where the daily log files are written.
+    const std::filesystem::path& logFolder() const { return environment_.logDirectory; }
+
     UpdateController& updates() { return *updates_; }
     const SettingsFile& settings() const { return settings_; }
 
@@ -227,6 +231,7 @@ private:
     void finishLaunch();
     void listCards(const std::function<void()>& afterwards);
     void takeCards(std::vector<NetworkCard> cards);
+    void reselectAfterListing();
     void takeChecks(std::vector<PreflightCheck> checks);
     // Drops the checks once they no longer describe the card or the configuration.
     void discardChecks();
@@ -265,6 +270,8 @@ private:
     bool showDisconnected_ = false;
     bool showVirtualCards_ = false;
     std::optional<std::string> selectedCardID_;
+    // The card as it was when the run started, without link once the host stops listing it.
+    std::optional<NetworkCard> servingCard_;
     ServerConfig config_;
     std::vector<PreflightCheck> checks_;
     bool isRunning_ = false;
@@ -283,9 +290,10 @@ private:
     std::optional<MACAddress> confirmForget_;
     bool confirmClear_ = false;
 
-    // Answers of host work that was asked for again meanwhile are dropped: only the newest
-    // listing and the newest checks count.
+    // Only the newest checks count. A card listing counts unless a newer one has answered.
     std::uint64_t cardRequest_ = 0;
+    std::uint64_t answeredCardRequest_ = 0;
+    QTimer cardRetry_;
     std::uint64_t checksRequest_ = 0;
     // The last active look for another DHCP server, and what it was made for: it takes
     // seconds and sends a packet, so it runs only when the card or the settings change.

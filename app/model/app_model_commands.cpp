@@ -63,12 +63,14 @@ void AppModel::run(PendingCommand command) {
     if (commandRunning_) {
         return;
     }
+    // Running first, so that the confirmation turns into the running state instead of
+    // closing when the pending command is taken.
+    commandRunning_ = true;
+    Q_EMIT commandRunningChanged();
     if (pendingCommand_ && pendingCommand_->id == command.id) {
         pendingCommand_.reset();
         Q_EMIT pendingCommandChanged();
     }
-    commandRunning_ = true;
-    Q_EMIT commandRunningChanged();
     using Outcome = std::optional<HostSetupError>;
     runInBackground<Outcome>(
         lifeline_, HostSetupError(std::string(host_texts::commandFailed)),
@@ -111,6 +113,8 @@ void AppModel::cancelPendingCommand() {
 void AppModel::dismissFailedCommand() {
     if (failedCommand_) {
         failedCommand_.reset();
+        // The failure was reported with the command; it is not repeated once that is closed.
+        setLastError(std::nullopt);
         Q_EMIT failedCommandChanged();
     }
 }

@@ -31,6 +31,8 @@ struct AppModelEnvironment {
     std::chrono::milliseconds launchMinimum{1000};
     // Listing cards, naming the holder of port 67, finding the tool that configures cards.
     std::chrono::milliseconds hostQueryTimeLimit{5000};
+    // A card listing that missed its time limit is asked for again after this pause.
+    std::chrono::milliseconds cardListRetryDelay{2000};
     // Gathering runs a few programs, each bounded by Preflight::probeTimeLimit.
     std::chrono::milliseconds checksTimeLimit{20000};
 

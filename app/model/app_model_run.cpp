@@ -5,6 +5,7 @@
 #include "app/model/app_texts.hpp"
 #include "core/events/notice.hpp"
 #include "core/host/host_texts.hpp"
+#include "core/host/interfaces.hpp"
 #include "core/log/event_log.hpp"
 #include "core/log/local_time_zone.hpp"
 #include "core/server/dhcp_server.hpp"
@@ -52,15 +53,17 @@ void AppModel::start() {
     try {
         server->start();
     } catch (const TransportError& error) {
+        // The error's own text: it already names the call, the card and the system's
+        // reason, and rewording it would hide what failed.
         if (error.code() == EADDRINUSE) {
             raisePortInUse(card.bsdName);
         } else {
-            setLastError(app_texts::couldNotStart(card.displayName, error.description()));
+            setLastError(error.description());
         }
         leaseLock_.reset();
         return;
     } catch (const std::exception& error) {
-        setLastError(app_texts::couldNotStart(card.displayName, error.what()));
+        setLastError(std::string(error.what()));
         leaseLock_.reset();
         return;
     }
@@ -70,6 +73,7 @@ void AppModel::start() {
     state_.runStarted(card.bsdName);
     Q_EMIT stateChanged();
     server_ = server;
+    servingCard_ = card;
     startedAt_ = now();
     reader_ =
         std::thread([this, server, control = control_.get()] { readEvents(server, control); });
@@ -168,6 +172,10 @@ void AppModel::endRun() {
     startedAt_.reset();
     waitingHintTimer_.stop();
     setRunning(false);
+    servingCard_.reset();
+    // A card unplugged during the run is no longer there to choose.
+    setSelectedCard(Interfaces::preferredCardID(
+        cards_, selectedCardID_, settings_.selectedCardMAC(), false, showVirtualCards_));
     refreshChecks();
     announceDerivedChanges();
 }

@@ -20,11 +20,6 @@ inline std::string settingsInvalid(std::string_view firstProblem) {
            " Open Settings and correct them.";
 }
 
-inline std::string couldNotStart(std::string_view card, std::string_view reason) {
-    return "The server could not start on " + std::string(card) + " (" + std::string(reason) +
-           "). Check that the card is still connected, then press Start again.";
-}
-
 inline constexpr std::string_view logFilterPlaceholder = "Filter (MAC, IP, type)";
 inline constexpr std::string_view clearLogHelp =
     "Clear the on-screen log (the log file keeps everything)";
@@ -37,7 +32,7 @@ inline constexpr std::string_view copyTcpdumpCommand = "Copy tcpdump command";
 inline constexpr std::string_view readyToHandOut = "is ready to hand out";
 inline constexpr std::string_view waitingHint =
     "Nothing has arrived for over a minute. Try power-cycling the device, check that it uses "
-    "DHCP, and check Local Network access for Corvane.";
+    "DHCP, and check that no firewall on this computer blocks UDP ports 67 and 68.";
 
 inline constexpr std::string_view adapterLabel = "ADAPTER";
 inline std::string configureTitle(std::string_view service, IPv4Address ip, long long prefix) {
@@ -53,6 +48,10 @@ inline std::string confirmation(std::string_view commandLine) {
 }
 inline constexpr std::string_view runWithPassword = "Run with administrator password";
 inline constexpr std::string_view copyTerminalCommand = "Copy Terminal command";
+inline std::string removesAddressesWarning(std::string_view card) {
+    return "This first removes every address on " + std::string(card) +
+           ", so anything else using them on that card loses its connection.";
+}
 inline constexpr std::string_view terminalFallback = "\n\nYou can run this in Terminal instead:\n";
 inline std::string terminalOffer(std::string_view terminalLine) {
     return std::string(terminalFallback) + std::string(terminalLine);

@@ -18,6 +18,17 @@ struct PendingCommand {
     std::string service;
 
     friend bool operator==(const PendingCommand&, const PendingCommand&) = default;
+
+    // True when a step empties the card of its addresses before setting the new one
+    // (iproute2's form), which drops whatever else used them.
+    bool removesAddresses() const {
+        for (const auto& step : command.steps) {
+            if (step.starts_with("ip address flush")) {
+                return true;
+            }
+        }
+        return false;
+    }
 };
 
 } // namespace corvane

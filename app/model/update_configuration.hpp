@@ -6,10 +6,11 @@
 namespace corvane {
 
 // How this build checks for updates. The feed address and the signing key are fixed when
-// the program is built; without them automatic updates stay off unless the user's settings
-// name a test feed.
+// the program is built; without both, update checks stay off (a test feed in the user's
+// settings only replaces the address of a feed this build can verify).
 struct UpdateConfiguration {
     std::string feedURL;
+    // The Ed25519 public key, in base64, that the feed's signature must verify against.
     std::string publicKey;
     // The running version, compared with the versions the feed announces.
     std::string currentVersion;

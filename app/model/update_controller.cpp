@@ -5,6 +5,7 @@
 #include <variant>
 
 #include "app/model/appcast.hpp"
+#include "app/model/feed_signature.hpp"
 #include "app/model/update_error_text.hpp"
 #include "app/model/update_policy.hpp"
 #include "app/model/update_texts.hpp"
@@ -28,8 +29,9 @@ UpdateController::UpdateController(UpdateConfiguration configuration,
     : QObject(parent), configuration_(std::move(configuration)),
       isServerRunning_(std::move(isServerRunning)), log_(std::move(log)),
       feedOverride_(std::move(feedOverride)), settingsLocation_(std::move(settingsLocation)) {
-    configured_ = (!configuration_.feedURL.empty() && !configuration_.publicKey.empty()) ||
-                  feedOverride_().has_value();
+    // No key, no updates: a feed that cannot be verified is never read, and a test feed in
+    // the settings only replaces the address of a feed this build can verify.
+    configured_ = !configuration_.feedURL.empty() && !configuration_.publicKey.empty();
     connect(&schedule_, &QTimer::timeout, this, [this] {
         schedule_.setInterval(configuration_.checkInterval);
         checkInBackground();
@@ -164,7 +166,25 @@ void UpdateController::finish(QNetworkReply* reply, UpdateCheckKind kind) {
     Q_EMIT checkFinished();
 }
 
+std::optional<UpdateError> UpdateController::signatureError(const QByteArray& document) const {
+    switch (FeedSignature::verify(document, configuration_.publicKey)) {
+    case FeedSignature::Verdict::valid:
+        return std::nullopt;
+    case FeedSignature::Verdict::notSigned:
+        return updaterError(update_texts::unsignedFeedCode, update_texts::unsignedFeedDescription);
+    case FeedSignature::Verdict::mismatch:
+        return updaterError(update_texts::badSignatureCode, update_texts::badSignatureDescription);
+    case FeedSignature::Verdict::unusableKey:
+        break;
+    }
+    return updaterError(update_texts::unusableKeyCode, update_texts::unusableKeyDescription);
+}
+
 void UpdateController::report(const QByteArray& document, UpdateCheckKind kind) {
+    if (const auto error = signatureError(document)) {
+        checkAborted(*error);
+        return;
+    }
     auto parsed = Appcast::parse(document);
     if (const auto* error = std::get_if<Appcast::ParseError>(&parsed)) {
         checkAborted(

@@ -39,7 +39,7 @@ public:
                      QObject* parent = nullptr);
     ~UpdateController() override;
 
-    // Off when this build has no feed and key and the settings name no test feed.
+    // Off unless this build has both a feed and the key that signs it.
     bool isConfigured() const { return configured_; }
     bool canCheckForUpdates() const { return canCheckForUpdates_; }
     bool checkOwed() const { return checkOwed_; }
@@ -73,6 +73,8 @@ private:
     void check(UpdateCheckKind kind);
     void finish(QNetworkReply* reply, UpdateCheckKind kind);
     void report(const QByteArray& document, UpdateCheckKind kind);
+    // Why a downloaded feed must not be read, if it must not.
+    std::optional<UpdateError> signatureError(const QByteArray& document) const;
     void setCanCheck(bool canCheck);
 
     UpdateConfiguration configuration_;

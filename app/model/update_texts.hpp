@@ -24,6 +24,9 @@ inline constexpr int noUpdateCode = 1001;
 inline constexpr int cancelledCode = 4007;
 inline constexpr int downloadFailedCode = 2001;
 inline constexpr int unreadableFeedCode = 2002;
+inline constexpr int unsignedFeedCode = 3001;
+inline constexpr int badSignatureCode = 3002;
+inline constexpr int unusableKeyCode = 3003;
 inline constexpr std::string_view networkDomain = "Corvane.Network";
 inline constexpr std::string_view appcastDomain = "Corvane.Appcast";
 
@@ -32,6 +35,14 @@ inline constexpr std::string_view cancelledDescription = "The update check was c
 inline constexpr std::string_view downloadFailedDescription =
     "The update feed could not be downloaded.";
 inline constexpr std::string_view unreadableFeedDescription = "The update feed could not be read.";
+
+inline constexpr std::string_view unsignedFeedDescription =
+    "The update feed is not signed, so Corvane ignored it.";
+inline constexpr std::string_view badSignatureDescription =
+    "The update feed's signature does not match this build's key, so Corvane ignored it.";
+inline constexpr std::string_view unusableKeyDescription =
+    "This build's update key is not an Ed25519 public key in base64; rebuild with the right "
+    "CORVANE_UPDATE_KEY.";
 
 inline std::string checkFailed(std::string_view description) {
     return "check failed: " + std::string(description);

@@ -14,7 +14,8 @@ std::string otherServer(IPv4Address server) {
 
 std::string portInUse(std::string_view holder) {
     return "Port 67 is in use by " + std::string(holder) +
-           ". Turn off Internet Sharing or stop the VM's shared network.";
+           ". Stop it, or turn off the shared connection or virtual-machine network that started "
+           "it.";
 }
 
 std::string leaseSaveFailed(std::string_view error) {

@@ -57,10 +57,13 @@ inline std::string vpnInsideSubnet(std::string_view address, std::string_view in
 }
 
 inline constexpr std::string_view portFree = "Port 67 is free";
+// The media description of a virtual Ethernet card with link.
+inline constexpr std::string_view virtualLink = "virtual link";
 inline constexpr std::string_view unknownPortHolder = "another program";
 inline std::string portInUse(std::string_view holder) {
     return "Port 67 is in use by " + std::string(holder) +
-           ". Turn off Internet Sharing or stop the VM's shared network.";
+           ". Stop it, or turn off the shared connection or virtual-machine network that started "
+           "it.";
 }
 inline std::string portCannotOpen(std::string_view reason) {
     return "Port 67 can't be opened: " + std::string(reason);

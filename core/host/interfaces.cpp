@@ -14,6 +14,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "core/host/host_texts.hpp"
 #include "core/host/network_manager.hpp"
 
 namespace corvane {
@@ -97,16 +98,23 @@ NetworkCard::ConfigMethod kernelMethod(const Rtnetlink::Link& link,
 }
 
 std::map<std::string, Interfaces::ServiceConfig>
-networkManagerConfigs(const ProcessRunner& runner) {
+networkManagerConfigs(const ProcessRunner& runner,
+                      const std::vector<NetworkManager::Connection>& connections) {
+    std::vector<std::string> uuids;
+    for (const auto& connection : connections) {
+        uuids.push_back(connection.uuid);
+    }
+    const auto allSettings = NetworkManager::settings(runner, uuids);
     std::map<std::string, Interfaces::ServiceConfig> configs;
-    const auto connections = NetworkManager::connections(runner);
     // A device's active connection wins; otherwise its first profile bound to it by name.
     for (const bool activePass : {true, false}) {
         for (const auto& connection : connections) {
             if (connection.active != activePass) {
                 continue;
             }
-            const auto settings = NetworkManager::settings(runner, connection.uuid);
+            const auto found = allSettings.find(connection.uuid);
+            const auto settings =
+                found == allSettings.end() ? std::map<std::string, std::string>{} : found->second;
             auto device = connection.device;
             if (!connection.active || device.empty()) {
                 const auto bound = settings.find(std::string(NetworkManager::interfaceNameKey));
@@ -128,11 +136,15 @@ struct NetworkManagerFacts {
     std::map<std::string, Interfaces::ServiceConfig> profiles;
 };
 
+// Three nmcli calls at most, whatever the number of saved connections: the listing finds
+// out whether NetworkManager runs, then one call for every connection's settings and one
+// for the devices.
 NetworkManagerFacts networkManagerFacts(const ProcessRunner& runner) {
-    if (!NetworkManager::isRunning(runner)) {
+    const auto connections = NetworkManager::connections(runner);
+    if (connections.empty()) {
         return {};
     }
-    return {NetworkManager::devices(runner), networkManagerConfigs(runner)};
+    return {NetworkManager::devices(runner), networkManagerConfigs(runner, connections)};
 }
 
 } // namespace
@@ -167,6 +179,11 @@ std::vector<NetworkCard> Interfaces::list(const ProcessRunner& runner) {
         card.isPrimary = primary == link.name;
         card.isVirtualEthernet =
             card.kind == NetworkCard::Kind::other && link.hardwareType == ARPHRD_ETHER;
+        // A veth or tap reports whatever speed its driver makes up; the truth is that the
+        // link is virtual.
+        if (card.isVirtualEthernet && card.linkUp) {
+            card.media = std::string(host_texts::virtualLink);
+        }
         card.driver = facts.driver;
         card.managedByNetworkManager = isManagedByNetworkManager(link, networkManager.devices);
         cards.push_back(std::move(card));

@@ -50,6 +50,10 @@ bool NetworkManager::isRunning(const ProcessRunner& runner) {
 }
 
 std::vector<NetworkManager::Connection> NetworkManager::connections(const ProcessRunner& runner) {
+    if (!runner.locate("nmcli")) {
+        return {};
+    }
+    // Fails with "NetworkManager is not running" when the daemon is not there.
     const auto output =
         runner.run("nmcli", {"-t", "-f", "NAME,UUID,DEVICE,ACTIVE", "connection", "show"});
     if (output.status != 0) {
@@ -58,12 +62,18 @@ std::vector<NetworkManager::Connection> NetworkManager::connections(const Proces
     return parseConnections(output.text);
 }
 
-std::map<std::string, std::string> NetworkManager::settings(const ProcessRunner& runner,
-                                                            const std::string& uuid) {
-    const std::string fields = std::string(interfaceNameKey) + "," + std::string(methodKey) + "," +
-                               std::string(addressesKey);
-    const auto output =
-        runner.run("nmcli", {"-t", "-f", fields, "connection", "show", "uuid", uuid});
+std::map<std::string, std::map<std::string, std::string>>
+NetworkManager::settings(const ProcessRunner& runner, const std::vector<std::string>& uuids) {
+    if (uuids.empty()) {
+        return {};
+    }
+    const std::string fields = std::string(uuidKey) + "," + std::string(interfaceNameKey) + "," +
+                               std::string(methodKey) + "," + std::string(addressesKey);
+    std::vector<std::string> arguments{"-t", "-f", fields, "connection", "show"};
+    for (const auto& uuid : uuids) {
+        arguments.insert(arguments.end(), {"uuid", uuid});
+    }
+    const auto output = runner.run("nmcli", arguments);
     if (output.status != 0) {
         return {};
     }
@@ -106,11 +116,19 @@ std::vector<NetworkManager::Connection> NetworkManager::parseConnections(std::st
     return connections;
 }
 
-std::map<std::string, std::string> NetworkManager::parseSettings(std::string_view listing) {
-    std::map<std::string, std::string> settings;
+std::map<std::string, std::map<std::string, std::string>>
+NetworkManager::parseSettings(std::string_view listing) {
+    std::map<std::string, std::map<std::string, std::string>> settings;
+    std::map<std::string, std::string>* current = nullptr;
     for (const auto line : linesOf(listing)) {
-        if (auto entry = property(line)) {
-            settings.insert(std::move(*entry));
+        auto entry = property(line);
+        if (!entry) {
+            continue;
+        }
+        if (entry->first == uuidKey) {
+            current = &settings[entry->second];
+        } else if (current != nullptr) {
+            current->insert(std::move(*entry));
         }
     }
     return settings;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,8 +38,19 @@ public:
     static Port67State port67State(const std::string& cardName,
                                    const ProcessRunner& runner = ProcessRunner());
     static bool vmwareRunning(const ProcessRunner& runner = ProcessRunner());
+    // A process as `ss -p` names it: its name cut to the kernel's 15 characters, its PID.
+    struct PortHolder {
+        std::string shortName;
+        std::optional<long> pid;
+        friend bool operator==(const PortHolder&, const PortHolder&) = default;
+    };
     // The first process named in `ss -p` output for a socket on the local port.
-    static std::optional<std::string> holder(std::string_view ssOutput, int port);
+    static std::optional<PortHolder> holder(std::string_view ssOutput, int port);
+    // "dnsmasq (PID 812)": the program's full name from `procRoot`/PID/exe (or the first word
+    // of its command line), since the short name may be cut; the short name when neither
+    // can be read.
+    static std::string describe(const PortHolder& holder,
+                                const std::filesystem::path& procRoot = "/proc");
 };
 
 } // namespace corvane

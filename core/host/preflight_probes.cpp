@@ -1,6 +1,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <sstream>
 #include <vector>
 
@@ -82,7 +83,8 @@ Port67State Preflight::port67State(const std::string& cardName, const ProcessRun
     if (failure == EADDRINUSE) {
         const auto listing = runner.run(
             "ss", {"-H", "-l", "-u", "-n", "-p", "sport = :" + std::to_string(dhcpServerPort)});
-        return Port67InUse{holder(listing.status == 0 ? listing.text : "", dhcpServerPort)};
+        const auto found = holder(listing.status == 0 ? listing.text : "", dhcpServerPort);
+        return Port67InUse{found ? std::optional(describe(*found)) : std::nullopt};
     }
     if (failure == EACCES) {
         return Port67Error{host_texts::portNeedsCapability(thisProgramPath())};
@@ -95,7 +97,7 @@ bool Preflight::vmwareRunning(const ProcessRunner& runner) {
     return runner.run("pgrep", {"-f", vmwarePattern}).status == 0;
 }
 
-std::optional<std::string> Preflight::holder(std::string_view ssOutput, int port) {
+std::optional<Preflight::PortHolder> Preflight::holder(std::string_view ssOutput, int port) {
     const auto portSuffix = ":" + std::to_string(port);
     std::istringstream lines{std::string(ssOutput)};
     std::string line;
@@ -117,11 +119,42 @@ std::optional<std::string> Preflight::holder(std::string_view ssOutput, int port
         }
         const auto nameStart = start + processStart.size();
         const auto nameEnd = line.find('"', nameStart);
-        if (nameEnd != std::string::npos && nameEnd > nameStart) {
-            return line.substr(nameStart, nameEnd - nameStart);
+        if (nameEnd == std::string::npos || nameEnd == nameStart) {
+            continue;
         }
+        PortHolder found{line.substr(nameStart, nameEnd - nameStart), std::nullopt};
+        constexpr std::string_view pidField = ",pid=";
+        if (const auto pid = line.find(pidField, nameEnd); pid != std::string::npos) {
+            try {
+                found.pid = std::stol(line.substr(pid + pidField.size()));
+            } catch (const std::exception&) {
+            }
+        }
+        return found;
     }
     return std::nullopt;
+}
+
+std::string Preflight::describe(const PortHolder& holder, const std::filesystem::path& procRoot) {
+    if (!holder.pid) {
+        return holder.shortName;
+    }
+    const auto process = procRoot / std::to_string(*holder.pid);
+    std::string name;
+    std::error_code failure;
+    if (const auto exe = std::filesystem::read_symlink(process / "exe", failure); !failure) {
+        name = exe.filename().string();
+    }
+    if (name.empty()) {
+        std::ifstream commandLine(process / "cmdline", std::ios::binary);
+        std::string first;
+        std::getline(commandLine, first, '\0');
+        name = std::filesystem::path(first).filename().string();
+    }
+    if (name.empty()) {
+        name = holder.shortName;
+    }
+    return name + " (PID " + std::to_string(*holder.pid) + ")";
 }
 
 } // namespace corvane

@@ -1,7 +1,9 @@
 #include <QElapsedTimer>
 #include <QTest>
+#include <atomic>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "app/model/app_model.hpp"
@@ -104,7 +106,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("lastError");
         QTest::newRow("port in use raises a notice naming the holder") << "port"
                                                                        << "";
-        QTest::newRow("another socket failure becomes the last error")
+        QTest::newRow("another socket failure is the last error, word for word")
             << "card"
             << "find interface corvane-none0 failed: No such device";
         QTest::newRow("a lease file another server holds becomes the last error")
@@ -137,6 +139,10 @@ private Q_SLOTS:
         QVERIFY(model->canStart());
         QVERIFY2(QString::fromStdString(model->lastError().value_or("")).contains(lastError),
                  model->lastError().value_or("").c_str());
+        if (failure == "card") {
+            // The error's own text, not wrapped in a sentence of the model's.
+            QVERIFY(QString::fromStdString(*model->lastError()).startsWith(lastError));
+        }
         QCOMPARE(model->lastError().has_value(), !lastError.isEmpty());
         if (failure == "port") {
             QTRY_VERIFY_WITH_TIMEOUT(model->state().notices.contains(NoticeKind::portInUse), 5000);
@@ -280,6 +286,8 @@ private Q_SLOTS:
         QVERIFY(QString::fromStdString(model->log().back().text).contains(logged));
         QCOMPARE(model->failedCommand().has_value(), keptForTerminal);
         QCOMPARE(model->lastError().has_value(), keptForTerminal);
+        model->dismissFailedCommand();
+        QVERIFY(!model->lastError());
     }
 
     // The command takes the form of whoever manages the chosen card: a card NetworkManager
@@ -295,6 +303,8 @@ private Q_SLOTS:
             const auto& steps = model->pendingCommand()->command.steps;
             QCOMPARE(steps.front().rfind(card.managedByNetworkManager ? "nmcli " : "ip ", 0),
                      std::size_t{0});
+            // Only the iproute2 form empties the card first, and is flagged for a warning.
+            QCOMPARE(model->pendingCommand()->removesAddresses(), !card.managedByNetworkManager);
             model->requestRestoreDHCP();
             QCOMPARE(model->lastError().has_value(), !card.managedByNetworkManager);
         }
@@ -312,6 +322,36 @@ private Q_SLOTS:
         QCOMPARE(file.load(clock->now()).table.leases(), std::vector<Lease>{active});
         QCOMPARE(model->state().leases.size(), std::size_t{1});
         // Forgetting a lease is checked through the dashboard, down to the file.
+    }
+
+    // A listing that misses its time limit neither empties the list nor is lost: the
+    // previous list stays, the late answer counts, and a retry follows.
+    void slowCardListingsAreRetriedAndKeepThePreviousList() {
+        auto calls = std::make_shared<std::atomic<int>>(0);
+        // The first listing (at launch) and the third are slow; the others answer at once.
+        const auto adjust = [calls](AppModelEnvironment& environment) {
+            environment.hostQueryTimeLimit = std::chrono::milliseconds{150};
+            environment.cardListRetryDelay = std::chrono::milliseconds{50};
+            environment.host.listCards = [calls] {
+                const int call = ++*calls;
+                if (call == 1 || call == 3) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds{600});
+                }
+                return call < 3 ? Cards{wiredCard("eth0")}
+                                : Cards{wiredCard("eth0"), wiredCard("eth1", 2)};
+            };
+        };
+        makeModel({}, passing, adjust);
+        // Launch did not wait for the slow listing, and its retry filled the list.
+        QTRY_COMPARE_WITH_TIMEOUT(model->cards().size(), std::size_t{1}, 5000);
+        QCOMPARE(model->selectedCardID(), std::optional<std::string>("eth0"));
+        QVERIFY(calls->load() >= 2);
+
+        // A slow refresh keeps what is shown until a newer list arrives.
+        model->refreshCards();
+        QTest::qWait(200);
+        QVERIFY(!model->cards().empty());
+        QTRY_COMPARE_WITH_TIMEOUT(model->cards().size(), std::size_t{2}, 5000);
     }
 
     void chosenCardIsRememberedByItsMAC() {

@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include <sodium.h>
+
+#include "app/model/feed_signature.hpp"
 #include "app/model/update_controller.hpp"
 #include "app/model/update_error_text.hpp"
 #include "app/model/update_texts.hpp"
@@ -30,6 +33,27 @@ QByteArray appcast(const QByteArray& version) {
 </channel></rss>)";
 }
 
+// An Ed25519 key pair made for one test run.
+struct SigningKey {
+    SigningKey() {
+        QVERIFY(sodium_init() >= 0);
+        crypto_sign_keypair(reinterpret_cast<unsigned char*>(publicKey.data()),
+                            reinterpret_cast<unsigned char*>(secretKey.data()));
+    }
+    std::string publicBase64() const { return publicKey.toBase64().toStdString(); }
+    QByteArray sign(const QByteArray& document) const {
+        return FeedSignature::sign(document, secretKey);
+    }
+
+    QByteArray publicKey = QByteArray(crypto_sign_PUBLICKEYBYTES, '\0');
+    QByteArray secretKey = QByteArray(crypto_sign_SECRETKEYBYTES, '\0');
+};
+
+const SigningKey& buildKey() {
+    static const SigningKey key;
+    return key;
+}
+
 // An HTTP server on 127.0.0.1 that answers every request with the same feed, and counts.
 class FeedServer {
 public:
@@ -49,7 +73,7 @@ public:
 
     int requests = 0;
     QByteArray status = "200 OK";
-    QByteArray body = appcast("1.10.0");
+    QByteArray body = buildKey().sign(appcast("1.10.0"));
 
 private:
     void answer(QTcpSocket* socket) {
@@ -85,7 +109,7 @@ class UpdateControllerTest : public QObject {
         UpdateConfiguration configuration;
         if (buildFeed) {
             configuration.feedURL = feed->url();
-            configuration.publicKey = "test key";
+            configuration.publicKey = buildKey().publicBase64();
         }
         // Numbers, not text: 1.10.0 is newer than 1.9.0, and 1.9 is the same as 1.9.0.
         configuration.currentVersion = "1.9.0";
@@ -180,12 +204,29 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<bool>("cancel");
         QTest::addColumn<QString>("logged");
+        const auto& key = buildKey();
+        const SigningKey otherKey;
+        const QByteArray ok("200 OK");
+        const QString failed("check failed: ");
         QTest::newRow("missing feed") << QByteArray("404 Not Found") << QByteArray("gone") << false
-                                      << "check failed: The update feed could not be downloaded. (";
-        QTest::newRow("not a feed") << QByteArray("200 OK") << QByteArray("<html><body>") << false
-                                    << "check failed: The update feed could not be read. (";
-        QTest::newRow("nothing new") << QByteArray("200 OK") << appcast("1.9") << false << "";
-        QTest::newRow("cancelled") << QByteArray("200 OK") << appcast("2.0") << true << "";
+                                      << failed + "The update feed could not be downloaded. (";
+        QTest::newRow("not a feed") << ok << key.sign("<html><body>") << false
+                                    << failed + "The update feed could not be read. (";
+        QTest::newRow("unsigned feed") << ok << appcast("2.0") << false
+                                       << failed + update_texts::unsignedFeedDescription.data();
+        QTest::newRow("signed with another key")
+            << ok << otherKey.sign(appcast("2.0")) << false
+            << failed + update_texts::badSignatureDescription.data();
+        auto altered = key.sign(appcast("1.9"));
+        altered.replace("1.9", "9.9");
+        QTest::newRow("altered after signing")
+            << ok << altered << false << failed + update_texts::badSignatureDescription.data();
+        QTest::newRow("an item added after the signature")
+            << ok
+            << key.sign(appcast("1.9")) + "<item><sparkle:version>9.9</sparkle:version></item>"
+            << false << failed + update_texts::badSignatureDescription.data();
+        QTest::newRow("nothing new") << ok << key.sign(appcast("1.9")) << false << "";
+        QTest::newRow("cancelled") << ok << key.sign(appcast("2.0")) << true << "";
     }
     void failedChecksAreLoggedAndQuietOutcomesAreNot() {
         QFETCH(QByteArray, status);
@@ -209,18 +250,28 @@ private Q_SLOTS:
         }
     }
 
-    void testFeedReplacesTheBuiltInFeedAndIsAnnouncedOnce() {
-        QVERIFY(!makeController(true, false)->canCheckForUpdates());
+    // No key, no updates: a test feed in the settings only moves a verified feed elsewhere.
+    void testFeedReplacesTheBuiltInFeedOnlyWithAKey() {
         feedOverride = feed->url();
-        auto controller = makeController(true, false);
+        auto keyless = makeController(true, false);
+        QVERIFY(!keyless->isConfigured());
+        QVERIFY(!keyless->canCheckForUpdates());
+        keyless->checkForUpdates();
+        keyless->checkInBackground();
+        QCOMPARE(feed->requests, 0);
+
+        FeedServer testFeed;
+        feedOverride = testFeed.url();
+        auto controller = makeController();
         controller->checkForUpdates();
         waitForCheck(*controller);
         controller->checkForUpdates();
         waitForCheck(*controller);
-        QCOMPARE(feed->requests, 2);
+        QCOMPARE(testFeed.requests, 2);
+        QCOMPARE(feed->requests, 0);
         QCOMPARE(std::count(lines.begin(), lines.end(),
                             update_texts::usingTestFeed(
-                                feed->url(), "/home/tester/.config/corvane/settings.json",
+                                testFeed.url(), "/home/tester/.config/corvane/settings.json",
                                 "updateFeedOverride")),
                  1);
     }

@@ -1,5 +1,6 @@
 """A held port 67 refuses the start, naming its holder, with exit status 1."""
 
+import os
 import sys
 
 import lab
@@ -14,8 +15,12 @@ print("bound", flush=True)
 time.sleep(120)
 """
 
-PORT_IN_USE = ("Port 67 is in use by python3. Turn off Internet Sharing or stop the VM's shared "
-               "network.")
+
+def port_in_use(holder):
+    """The refusal names the holder in full (ss cuts names short) with its process number."""
+    name = os.path.basename(os.path.realpath(sys.executable))
+    return (f"Port 67 is in use by {name} (PID {holder.pid}). Stop it, or turn off the shared "
+            "connection or virtual-machine network that started it.")
 
 
 class StartFailures(LabTest):
@@ -23,8 +28,9 @@ class StartFailures(LabTest):
         holder = self.bench.spawn(self.server_ns, [sys.executable, "-c", PORT_HOLDER],
                                   stdout=lab.subprocess.PIPE, text=True)
         self.assertEqual(holder.stdout.readline().strip(), "bound")
-        for name, flags, expected in (("checks", (), ("\u2717 " + PORT_IN_USE, "add --force")),
-                                      ("start", ("--force",), (PORT_IN_USE,))):
+        refusal = port_in_use(holder)
+        for name, flags, expected in (("checks", (), ("\u2717 " + refusal, "add --force")),
+                                      ("start", ("--force",), (refusal,))):
             with self.subTest(refused_by=name):
                 result = self.bench.corvane(self.server_ns, [
                     "serve", "--interface", SERVER_CARD, "--virtual", "--lease-file",

@@ -8,6 +8,8 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <atomic>
+#include <thread>
 
 #include "app/gui/checklist_view.hpp"
 #include "app/gui/command_dialog.hpp"
@@ -20,6 +22,7 @@
 #include "app/gui/settings_dialog.hpp"
 #include "app/gui/waiting_panel.hpp"
 #include "app/model/app_model.hpp"
+#include "app/model/app_texts.hpp"
 #include "core/config/config_texts.hpp"
 #include "core/config/settings_file.hpp"
 #include "core/events/notice_texts.hpp"
@@ -233,18 +236,22 @@ private Q_SLOTS:
 
     // Showing the command, running it and its failure form are checked through the dashboard
     // below.
-    void commandDialogCopiesTheTerminalFormAndHoldsRunWhileRunning() {
+    void commandDialogCopiesTheTerminalFormAndWarnsBeforeRemovingAddresses() {
         CommandDialog dialog;
-        dialog.showConfirmation({7, "Configure lab0 as 192.168.0.1/24?",
-                                 SetupCommand{{"ip address flush dev 'lab0'",
-                                               "ip address add 192.168.0.1/24 dev 'lab0'"}},
-                                 "lab0"});
+        const PendingCommand flush{7, "Configure lab0 as 192.168.0.1/24?",
+                                   SetupCommand{{"ip address flush dev 'lab0'",
+                                                 "ip address add 192.168.0.1/24 dev 'lab0'"}},
+                                   "lab0"};
+        dialog.showConfirmation(flush);
+        QCOMPARE(dialog.warningShown(),
+                 QString::fromStdString(app_texts::removesAddressesWarning("lab0")));
         child<QPushButton>(dialog, "copyTerminalCommand").click();
         QCOMPARE(QGuiApplication::clipboard()->text(),
                  QStringLiteral("sudo ip address flush dev 'lab0' && sudo ip address add "
                                 "192.168.0.1/24 dev 'lab0'"));
-        dialog.setRunning(true);
-        QVERIFY(!child<QPushButton>(dialog, "run").isEnabled());
+        dialog.showConfirmation({8, "Configure Wired 1 as 192.168.0.1/24?",
+                                 SetupCommand{{"nmcli connection up 'Wired 1'"}}, "Wired 1"});
+        QCOMPARE(dialog.warningShown(), QString());
     }
 
     void checklistOffersTheFixAsAButtonWhileStopped() {
@@ -341,11 +348,18 @@ private Q_SLOTS:
                      QStringLiteral("192.168.0.150 is ready to hand out"));
     }
 
+    // The run is visible while it lasts; its failure is reported once, in the dialog, with
+    // the bare command for a terminal.
     void dashboardRunsAFixOnlyOnceConfirmedAndOffersTheTerminalWhenItFails() {
         auto runs = std::make_shared<std::atomic<int>>(0);
-        Dashboard dashboard({adapterNotSet}, 0, [runs](AppModelEnvironment& environment) {
-            environment.host.runAsAdministrator = [runs](const std::string&, const SetupCommand&) {
+        auto release = std::make_shared<std::atomic<bool>>(false);
+        Dashboard dashboard({adapterNotSet}, 0, [runs, release](AppModelEnvironment& environment) {
+            environment.host.runAsAdministrator = [runs, release](const std::string&,
+                                                                  const SetupCommand&) {
                 ++*runs;
+                for (int wait = 0; wait < 500 && !*release; ++wait) {
+                    std::this_thread::sleep_for(10ms);
+                }
                 throw HostSetupError("Not authorised.");
             };
         });
@@ -365,17 +379,25 @@ private Q_SLOTS:
         QCOMPARE(runs->load(), 0);
 
         askForTheFixAndPress("run");
+        QTRY_VERIFY(dialog.isVisible() && dialog.isRunning());
+        QVERIFY(!child<QPushButton>(dialog, "run").isEnabled());
+        *release = true;
         QTRY_VERIFY(dialog.isVisible() && dialog.isFailure());
         QCOMPARE(runs->load(), 1);
+        const QString bare = QStringLiteral("nmcli connection modify 'Wired 1' ipv4.method manual "
+                                            "ipv4.addresses 192.168.0.1/24 && nmcli connection "
+                                            "up 'Wired 1'");
         QCOMPARE(dialog.commandShown(),
-                 QStringLiteral("Not authorised.\n\nYou can run this in Terminal instead:\nsudo "
-                                "nmcli connection modify 'Wired 1' ipv4.method manual "
-                                "ipv4.addresses 192.168.0.1/24 && sudo nmcli connection up "
-                                "'Wired 1'"));
+                 QStringLiteral("Not authorised.\n\nYou can run this in Terminal instead:\n") +
+                     bare);
+        child<QPushButton>(dialog, "copyTerminalCommand").click();
+        QCOMPARE(QGuiApplication::clipboard()->text(), bare);
+        QVERIFY(dashboard.window.banners().empty());
         QVERIFY(child<QPushButton>(dialog, "run").isHidden());
         child<QPushButton>(dialog, "close").click();
         QTRY_VERIFY(!dashboard.model.failedCommand());
         QVERIFY(!dialog.isVisible());
+        QVERIFY(dashboard.window.banners().empty());
     }
 };
 

@@ -197,6 +197,15 @@ TEST(NetworkManagerListing, UnescapesTerseFields) {
                            {"eth0", MACAddress::parse("52:54:00:12:34:56")},
                            {"wg0", std::nullopt},
                            {"eth1", MACAddress::parse("02:00:00:00:00:09")}}));
+    // Every connection's settings come from one call, each block opened by its UUID.
+    const auto settings = NetworkManager::parseSettings(
+        "connection.uuid:u1\nconnection.interface-name:eth0\nipv4.method:auto\n"
+        "connection.uuid:u2\nipv4.method:manual\nipv4.addresses:10.0.0.1/24\n");
+    using Settings = std::map<std::string, std::string>;
+    EXPECT_EQ(settings.at("u1"),
+              (Settings{{"connection.interface-name", "eth0"}, {"ipv4.method", "auto"}}));
+    EXPECT_EQ(settings.at("u2"),
+              (Settings{{"ipv4.method", "manual"}, {"ipv4.addresses", "10.0.0.1/24"}}));
 }
 
 TEST(ServiceConfigs, NetworkManagerSpeaksOnlyForTheLinksItManages) {

@@ -1,4 +1,9 @@
+#include <filesystem>
+#include <fstream>
+#include <string>
+
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "core/host/host_texts.hpp"
 #include "core/host/preflight.hpp"
@@ -139,12 +144,12 @@ TEST(PreflightEvaluate, EachRuleGivesItsStatusAndText) {
          ID::vpnOverlap, Status::warn, "VPN address 192.168.0.50 on tun0 is inside 192.168.0.0/24"},
         {"the port is held by a named program",
          [](auto& in) { in.port67 = Port67InUse{"dnsmasq"}; }, ID::port67, Status::fail,
-         "Port 67 is in use by dnsmasq. Turn off Internet Sharing or stop the VM's shared "
-         "network."},
+         "Port 67 is in use by dnsmasq. Stop it, or turn off the shared connection or "
+         "virtual-machine network that started it."},
         {"the port is held by an unknown program", [](auto& in) { in.port67 = Port67InUse{}; },
          ID::port67, Status::fail,
-         "Port 67 is in use by another program. Turn off Internet Sharing or stop the VM's "
-         "shared network."},
+         "Port 67 is in use by another program. Stop it, or turn off the shared connection or "
+         "virtual-machine network that started it."},
         {"the port cannot be opened", [](auto& in) { in.port67 = Port67Error{"No such device"}; },
          ID::port67, Status::fail, "Port 67 can't be opened: No such device"},
         {"link without a media description", [](auto& in) { in.card.media.reset(); }, ID::link,
@@ -202,20 +207,21 @@ TEST(PortHolder, NamesTheFirstProcessOnThePort) {
     struct Case {
         const char* rule;
         const char* listing;
-        std::optional<std::string> expected;
+        std::optional<Preflight::PortHolder> expected;
     };
+    using Holder = Preflight::PortHolder;
     const Case cases[] = {
         {"a wildcard socket",
          "UNCONN 0      0      0.0.0.0:67      0.0.0.0:*    users:((\"dnsmasq\",pid=812,fd=4))\n",
-         "dnsmasq"},
+         Holder{"dnsmasq", 812}},
         {"a socket bound to a card, two holders",
          "UNCONN 0 0 0.0.0.0%eth1:67 0.0.0.0:* "
          "users:((\"python3\",pid=9,fd=3),(\"kea\",pid=10,fd=5))",
-         "python3"},
+         Holder{"python3", 9}},
         {"another port is skipped, the next line counts",
          "UNCONN 0 0 0.0.0.0:6767 0.0.0.0:* users:((\"other\",pid=1,fd=1))\n"
          "UNCONN 0 0 *:67 *:* users:((\"udhcpd\",pid=2,fd=3))\n",
-         "udhcpd"},
+         Holder{"udhcpd", 2}},
         {"no process list (not root)", "UNCONN 0 0 0.0.0.0:67 0.0.0.0:*\n", std::nullopt},
         {"an empty listing", "", std::nullopt},
         {"a peer on the port is not a holder",
@@ -224,6 +230,25 @@ TEST(PortHolder, NamesTheFirstProcessOnThePort) {
     for (const auto& entry : cases) {
         EXPECT_EQ(Preflight::holder(entry.listing, 67), entry.expected) << entry.rule;
     }
+}
+
+// ss cuts names to the kernel's 15 characters; the holder is named in full, with its PID.
+TEST(PortHolder, IsNamedInFullWithItsProcessNumber) {
+    const auto proc =
+        std::filesystem::temp_directory_path() / ("corvane-proc-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(proc / "41");
+    std::filesystem::create_directories(proc / "42");
+    std::filesystem::create_symlink("/opt/lab/bin/corvane-screenshots", proc / "41" / "exe");
+    std::ofstream(proc / "42" / "cmdline", std::ios::binary)
+        << std::string("/usr/sbin/dnsmasq-with-a-long-name\0--keep-in-foreground\0", 56);
+    using Holder = Preflight::PortHolder;
+    EXPECT_EQ(Preflight::describe(Holder{"corvane-screens", 41}, proc),
+              "corvane-screenshots (PID 41)");
+    EXPECT_EQ(Preflight::describe(Holder{"dnsmasq-with-a-", 42}, proc),
+              "dnsmasq-with-a-long-name (PID 42)");
+    EXPECT_EQ(Preflight::describe(Holder{"gone", 43}, proc), "gone (PID 43)");
+    EXPECT_EQ(Preflight::describe(Holder{"nameless", std::nullopt}, proc), "nameless");
+    std::filesystem::remove_all(proc);
 }
 
 } // namespace
