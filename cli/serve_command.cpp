@@ -116,8 +116,7 @@ int serve(const ServeOptions& options) {
     LogFileWriter logFile(options.logDirectory.empty()
                               ? LogFileWriter::defaultDirectory()
                               : std::filesystem::path(options.logDirectory),
-                          zone, [](const std::string& problem) { std::cerr << problem << "
-"; });
+                          zone, [](const std::string& problem) { std::cerr << problem << "\n"; });
     const bool sync = options.sync || (settings && settings->syncLeaseWrites());
     const auto server =
         DHCPServer::create(DHCPServer::Options{config, TransportMode::interface(card.bsdName),
@@ -140,8 +139,7 @@ int serve(const ServeOptions& options) {
     serveUntilStopped(*server, card.bsdName, signals, printer, std::nullopt,
                       controlHooks(control.get()));
     if (const auto lost = server->changesLostAtStop(); lost > 0) {
-        std::cerr << texts::leaseChangesLost(lost) << "
-";
+        std::cerr << texts::leaseChangesLost(lost) << "\n";
         return refusedStatus;
     }
     return successStatus;
