@@ -106,7 +106,6 @@ bool ScreenshotTour::run() {
     if (options_.card) {
         if (!failingChecks() || !running() || !deviceFound() || !deviceTimeline() ||
             !stoppedWithLastDevice() || !criticalBanner()) {
-            !criticalBanner()) {
             return false;
         }
     } else {

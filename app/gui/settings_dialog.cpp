@@ -222,6 +222,11 @@ std::vector<QLineEdit*> SettingsDialog::editsOf(SettingsForm::Field field) const
         return {router_};
     case SettingsForm::Field::dns:
         return {dns_};
+    case SettingsForm::Field::reservations:
+    case SettingsForm::Field::boot:
+    case SettingsForm::Field::options:
+        // Those pages show their messages beside their own lists.
+        return {};
     }
     return {};
 }

@@ -48,7 +48,8 @@ void AppModel::start() {
     const NetworkCard card = *selectedCard();
     auto server = DHCPServer::create(
         DHCPServer::Options{config_, environment_.transportFor(card), card.mac,
-                            LeaseFile(environment_.leaseFilePath), environment_.presenceEnabled},
+                            LeaseFile(environment_.leaseFilePath), environment_.presenceEnabled,
+                            settings_.syncLeaseWrites()},
         environment_.clock);
     try {
         server->start();
