@@ -206,6 +206,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     LeaseTable table = someTable(input, config, now);
     std::unordered_map<IPv4Address, PresenceState> presence;
     const bool probingAvailable = input.ConsumeIntegralInRange<int>(0, 3) != 0;
+    // A crash or a failed save before this run: free addresses are probed for a while.
+    std::optional<TimePoint> probeFreeUntil;
+    if (input.ConsumeBool()) {
+        probeFreeUntil = now + std::chrono::seconds{input.ConsumeIntegralInRange(0, 8000)};
+    }
     checkTable(table, now);
 
     for (int step = 0; step < maxSteps && input.remaining_bytes() > 0; ++step) {
@@ -221,11 +226,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::unordered_map<IPv4Address, bool> probes;
         Decision decision;
         // The runtime probes and asks again; a probe is only ever for an address someone
-        // else holds, and the responder spends at most a few on one message.
+        // else holds (or, while free addresses are distrusted, nobody holds), and the responder
+        // spends at most a few on one message.
         for (int attempt = 0;; ++attempt) {
             check(attempt <= 8, "the responder kept asking for probes");
-            decision = responder.decide(
-                request, DecisionContext{table, presence, probes, now, probingAvailable});
+            decision = responder.decide(request, DecisionContext{table, presence, probes, now,
+                                                                 probingAvailable, probeFreeUntil});
             const auto* probe = std::get_if<ProbeAddress>(&decision.action);
             if (probe == nullptr) {
                 break;
@@ -233,7 +239,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             check(probingAvailable, "a probe was asked for while probing is off");
             check(config.inRange(probe->ip), "a probe was asked for outside the range");
             const auto holder = holderMAC(table, probe->ip, now);
-            check(holder && *holder != mac, "a probe was asked for an address nobody else holds");
+            const bool distrusted = probeFreeUntil && now < *probeFreeUntil;
+            check((holder && *holder != mac) || (!holder && distrusted),
+                  "a probe was asked for an address nobody else holds");
             check(!probes.contains(probe->ip), "the same address was probed twice");
             probes[probe->ip] = input.ConsumeBool();
         }

@@ -110,11 +110,15 @@ std::optional<Lease> LeaseTable::remove(const MACAddress& mac) {
     if (!position) {
         return std::nullopt;
     }
-    const auto found = leases_.begin() + static_cast<std::ptrdiff_t>(*position);
+    return removeAt(*position);
+}
+
+Lease LeaseTable::removeAt(std::size_t position) {
+    const auto found = leases_.begin() + static_cast<std::ptrdiff_t>(position);
     auto removed = std::move(*found);
     changes_.mark(removed.mac);
     leases_.erase(found);
-    index_.erased(*position, removed, leases_);
+    index_.erased(position, removed, leases_);
     addressReleased(removed.ip);
     return removed;
 }
@@ -136,39 +140,68 @@ void LeaseTable::pruneQuarantine(TimePoint now) {
     }
 }
 
-int LeaseTable::clearInactive(TimePoint now) {
-    const auto removed = std::erase_if(leases_, [&](const Lease& lease) {
-        if (lease.holdsAddress(now)) {
-            return false;
+std::vector<Lease> LeaseTable::removeWhere(const std::function<bool(const Lease&)>& condition) {
+    std::vector<Lease> removed;
+    std::vector<Lease> kept;
+    kept.reserve(leases_.size());
+    for (auto& lease : leases_) {
+        if (condition(lease)) {
+            changes_.mark(lease.mac);
+            removed.push_back(std::move(lease));
+        } else {
+            kept.push_back(std::move(lease));
         }
-        changes_.mark(lease.mac);
-        return true;
-    });
-    if (removed > 0) {
+    }
+    leases_ = std::move(kept);
+    if (!removed.empty()) {
         index_.rebuild(leases_);
         free_.invalidate();
     }
-    return static_cast<int>(removed);
+    return removed;
+}
+
+int LeaseTable::clearInactive(TimePoint now) {
+    return static_cast<int>(
+        removeWhere([&](const Lease& lease) { return !lease.holdsAddress(now); }).size());
+}
+
+std::vector<Lease> LeaseTable::removeLapsedOffers(TimePoint now) {
+    return removeWhere([&](const Lease& lease) {
+        return lease.state == Lease::State::offered && !lease.holdsAddress(now);
+    });
+}
+
+std::vector<Lease> LeaseTable::makeRoom(std::size_t limit, TimePoint now) {
+    if (leases_.size() < limit) {
+        return {};
+    }
+    auto removed = removeLapsedOffers(now);
+    while (leases_.size() >= limit) {
+        const auto oldest =
+            std::ranges::min_element(leases_, [&](const Lease& one, const Lease& other) {
+                // Records that hold their address sort last, so they are picked only when every
+                // record holds one.
+                return std::tuple(one.holdsAddress(now), one.lastSeen) <
+                       std::tuple(other.holdsAddress(now), other.lastSeen);
+            });
+        if (oldest == leases_.end() || oldest->holdsAddress(now)) {
+            break;
+        }
+        removed.push_back(removeAt(static_cast<std::size_t>(oldest - leases_.begin())));
+    }
+    return removed;
+}
+
+std::size_t LeaseTable::recordLimit(const AddressRange& pool) {
+    constexpr std::size_t recordsPerAddress = 4;
+    constexpr std::size_t smallestLimit = 1024;
+    return std::max(recordsPerAddress * static_cast<std::size_t>(pool.count()), smallestLimit);
 }
 
 std::vector<Lease> LeaseTable::dropOutside(const AddressRange& range,
                                            const std::function<bool(const Lease&)>& spare) {
-    std::vector<Lease> dropped;
-    std::vector<Lease> kept;
-    kept.reserve(leases_.size());
-    for (auto& lease : leases_) {
-        const bool keep = range.contains(lease.ip) || (spare && spare(lease));
-        if (!keep) {
-            changes_.mark(lease.mac);
-        }
-        (keep ? kept : dropped).push_back(std::move(lease));
-    }
-    leases_ = std::move(kept);
-    if (!dropped.empty()) {
-        index_.rebuild(leases_);
-        free_.invalidate();
-    }
-    return dropped;
+    return removeWhere(
+        [&](const Lease& lease) { return !range.contains(lease.ip) && !(spare && spare(lease)); });
 }
 
 std::vector<Lease> LeaseTable::sortedByIP() const {

@@ -52,6 +52,16 @@ public:
     void pruneQuarantine(TimePoint now);
     // Removes every record that does not hold its address at `now`; returns how many.
     int clearInactive(TimePoint now);
+    // Removes the offers whose hold has ended at `now`, returned in their old order: nobody
+    // took them, and a flood of passing clients would otherwise keep every one.
+    std::vector<Lease> removeLapsedOffers(TimePoint now);
+    // Keeps the table below `limit` records so that one more fits: lapsed offers go first,
+    // then the least recently seen records that hold nothing. A record that holds its address
+    // is never removed, so the table may stay full. Returns what went, in removal order.
+    std::vector<Lease> makeRoom(std::size_t limit, TimePoint now);
+    // The most records a table serving `pool` keeps: room for every address several times
+    // over, so that only a flood of strangers ever reaches it.
+    static std::size_t recordLimit(const AddressRange& pool);
     // Removes the records whose address lies outside `range`, returned in their old order;
     // records that `spare` accepts stay wherever their address lies.
     std::vector<Lease> dropOutside(const AddressRange& range,
@@ -93,6 +103,8 @@ private:
     std::vector<Quarantine> quarantine_;
     void addressChanged(const Lease& lease);
     void addressReleased(IPv4Address ip);
+    Lease removeAt(std::size_t position);
+    std::vector<Lease> removeWhere(const std::function<bool(const Lease&)>& condition);
 
     LeaseIndex index_;
     // Built on the first question, then kept in step; a question about an earlier time or

@@ -34,6 +34,9 @@ struct DecisionContext {
     // Whether the runtime can look for a device on an address. Without it nothing can show
     // that a holder has gone, so an unexpired lease is never taken from its device.
     bool probingAvailable = true;
+    // Until then even an address no lease holds is looked for before it is offered: after an
+    // unclean stop or a failed save the table may have forgotten leases its devices still use.
+    std::optional<TimePoint> probeFreeAddressesUntil = std::nullopt;
 
     // Each probe holds the client's reply back by up to a second, so one packet gets only a
     // few; once they are spent, unprobed holders count as present.

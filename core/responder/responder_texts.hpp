@@ -24,6 +24,9 @@ inline std::string serverMessage(DHCPMessageType type) {
     return std::string(description(type)) + " is a server message";
 }
 inline constexpr std::string_view poolExhausted = "address pool exhausted";
+inline constexpr std::string_view noQuietAddress =
+    "every address probed for this request was in use";
+inline constexpr std::string_view tableFull = "lease table full of active leases";
 inline constexpr std::string_view declineWithoutAddress = "DECLINE without a requested address";
 inline std::string declineOutsideRange(IPv4Address ip) {
     return "DECLINE for " + ip.description() + ", which is outside the range";

@@ -64,6 +64,11 @@ bool ResponderWorker::accepts() {
 }
 
 void ResponderWorker::handle(DHCPMessageType type) {
+    const bool mayAddRecord = type == DHCPMessageType::discover || type == DHCPMessageType::request;
+    if (mayAddRecord && !client_ && !roomForNewClient()) {
+        drop(std::string(responder_texts::tableFull), mac_);
+        return;
+    }
     switch (type) {
     case DHCPMessageType::discover:
         discover();
@@ -106,6 +111,14 @@ void ResponderWorker::discover() {
     auto holder = otherHolder(*ip, mac_);
     if (holder && !context_.probes.contains(*ip)) {
         action_ = ProbeAddress{*ip};
+        return;
+    }
+    if (!holder && mustProbeFreeAddress(*ip)) {
+        if (context_.probeBudgetExhausted()) {
+            drop(std::string(responder_texts::noQuietAddress), mac_);
+        } else {
+            action_ = ProbeAddress{*ip};
+        }
         return;
     }
     if (client_ && client_->state == Lease::State::bound && client_->ip == *ip &&
@@ -249,9 +262,30 @@ void ResponderWorker::inform() {
     reply(DHCPMessageType::ack, IPv4Address::zero, false);
 }
 
+bool ResponderWorker::roomForNewClient() {
+    const auto limit = LeaseTable::recordLimit(config_.range());
+    for (const auto& gone : table_.makeRoom(limit, now_)) {
+        note(ServerEvent::LeaseRemoved{gone.mac});
+    }
+    return table_.leases().size() < limit;
+}
+
 bool ResponderWorker::usable(IPv4Address ip) const {
     return config_.inRange(ip) && ip != config_.serverIP && !table_.isQuarantined(ip, now_) &&
-           !config_.isReservedForAnother(ip, mac_);
+           !config_.isReservedForAnother(ip, mac_) && !answeredProbe(ip);
+}
+
+bool ResponderWorker::answeredProbe(IPv4Address ip) const {
+    const auto probe = context_.probes.find(ip);
+    return probe != context_.probes.end() && probe->second;
+}
+
+// Without presence probing nothing can be looked for, so free addresses are offered as
+// before; the table is then the only record of who uses what.
+bool ResponderWorker::mustProbeFreeAddress(IPv4Address ip) const {
+    return context_.probingAvailable && context_.probeFreeAddressesUntil &&
+           now_ < *context_.probeFreeAddressesUntil && !table_.holder(ip, now_) &&
+           !context_.probes.contains(ip);
 }
 
 bool ResponderWorker::isFree(IPv4Address ip) const {

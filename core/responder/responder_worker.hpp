@@ -49,6 +49,9 @@ private:
     void release();
     void inform();
 
+    // A stranger gets a record only while the table has room for it; making room removes
+    // only records that hold nothing.
+    bool roomForNewClient();
     // May this address be handed out at all: inside the stored range, not the server's
     // own, not held back, not reserved for another device.
     bool usable(IPv4Address ip) const;
@@ -57,6 +60,10 @@ private:
     // Whoever holds `ip` now, unless it is `mac` itself.
     std::optional<Lease> otherHolder(IPv4Address ip, const MACAddress& mac) const;
     bool holderIsOffline(IPv4Address ip) const;
+    // A device answered a probe of `ip` made for this request.
+    bool answeredProbe(IPv4Address ip) const;
+    // Whether `ip`, which nobody holds, must still be probed before it is offered.
+    bool mustProbeFreeAddress(IPv4Address ip) const;
     // Whether the client's record holds `ip` now.
     bool clientHolds(IPv4Address ip) const;
 

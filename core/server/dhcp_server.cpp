@@ -181,6 +181,7 @@ void DHCPServer::loadLeases() {
         }
         if (loaded.uncleanStop) {
             emit(ServerEvent::Info{std::string(server_texts::uncleanStopFound)});
+            distrustFreeAddresses();
         }
     } catch (const std::exception& error) {
         leaseFileWritable_ = false;

@@ -157,6 +157,8 @@ private:
     bool writeJournal();
     void snapshot();
     void armSnapshotTimer();
+    void sweepLapsedOffers();
+    void distrustFreeAddresses();
     void openJournal();
     void saveAtStop();
     void emit(ServerEvent event);
@@ -200,6 +202,7 @@ private:
     Options options_;
     Responder responder_;
     Clock clock_;
+    std::optional<TimePoint> probeFreeAddressesUntil_;
     EventStream events_;
     // Between the server and its stream: repeated drops are folded there. `passed_` is
     // only reused storage for what one event lets through.

@@ -21,7 +21,14 @@ void DHCPServer::openJournal() {
         journal_.open();
     } catch (const std::exception& error) {
         raise(Notice::leaseSaveFailed(error.what()));
+        distrustFreeAddresses();
     }
+}
+
+// A crash or a failed write may have cost the table leases that devices still use, and a
+// device keeps its address for up to one lease time without asking.
+void DHCPServer::distrustFreeAddresses() {
+    probeFreeAddressesUntil_ = clock_() + std::chrono::seconds{responder_.config().leaseSeconds};
 }
 
 bool DHCPServer::writeJournal() {
@@ -34,6 +41,7 @@ bool DHCPServer::writeJournal() {
         }
         journal_.append(lease_journal::encodeChanges(table_, table_.changes()));
     } catch (const std::exception& error) {
+        distrustFreeAddresses();
         if (!raised_.contains(NoticeKind::leaseSaveFailed)) {
             raise(Notice::leaseSaveFailed(error.what()));
         }
@@ -63,6 +71,18 @@ void DHCPServer::commitBatch() {
         snapshot();
     } else if (journal_.recordsSinceSnapshot() > 0) {
         armSnapshotTimer();
+    }
+}
+
+// Offers nobody took would otherwise stay until a stranger needs their room; the journal
+// carries their removal with its next write.
+void DHCPServer::sweepLapsedOffers() {
+    const auto removed = table_.removeLapsedOffers(clock_());
+    for (const auto& lease : removed) {
+        emit(ServerEvent::LeaseRemoved{lease.mac});
+    }
+    if (!removed.empty()) {
+        writeJournal();
     }
 }
 

@@ -21,6 +21,7 @@ void DHCPServer::armLinkWatch() {
         if (!self || !self->running_) {
             return;
         }
+        self->sweepLapsedOffers();
         self->watchLink();
         self->armLinkWatch();
     });

@@ -162,7 +162,8 @@ void DHCPServer::process(DHCPPacket packet, ProbeResults probes) {
     // The table is lent to the responder rather than copied: at ten thousand leases the copy
     // alone would cost several times the decision. It always comes back in the decision.
     auto decision = responder_.decide(packet, DecisionContext{std::move(table_), presence_, probes,
-                                                              clock_(), options_.presenceEnabled});
+                                                              clock_(), options_.presenceEnabled,
+                                                              probeFreeAddressesUntil_});
     const auto* probe = std::get_if<ProbeAddress>(&decision.action);
     if (probe == nullptr) {
         apply(std::move(decision));

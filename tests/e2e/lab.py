@@ -191,13 +191,15 @@ def with_base_config(arguments):
 class Server:
     """`corvane serve` in a namespace, with its output collected line by line."""
 
-    def __init__(self, lab, namespace, arguments=(), lease_file=None, base=True):
-        """With `base` off, the arguments alone say where to serve and what (e.g. --config)."""
+    def __init__(self, lab, namespace, arguments=(), lease_file=None, base=True, wrapper=()):
+        """With `base` off, the arguments alone say where to serve and what (e.g. --config).
+        `wrapper` is a command that runs corvane in turn, such as nsenter; it must exec it so
+        that the process's PID stays corvane's."""
         self.lab = lab
         self.lease_file = lease_file or lab.path("leases.json")
         self.log_dir = lab.path("logs")
         where = ["--interface", SERVER_CARD, *with_base_config(arguments)] if base else arguments
-        command = [corvane(), "serve", "--virtual", "--lease-file", self.lease_file,
+        command = [*wrapper, corvane(), "serve", "--virtual", "--lease-file", self.lease_file,
                    "--log-dir", self.log_dir, *where]
         lab.servers.append(self)
         self.lines = []

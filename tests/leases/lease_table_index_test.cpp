@@ -59,6 +59,35 @@ public:
         return dropped;
     }
 
+    std::vector<Lease> makeRoom(std::size_t limit, TimePoint at) {
+        if (leases.size() < limit) {
+            return {};
+        }
+        std::vector<Lease> removed;
+        std::erase_if(leases, [&](const Lease& lease) {
+            const bool lapsed = lease.state == State::offered && !lease.holdsAddress(at);
+            if (lapsed) {
+                removed.push_back(lease);
+            }
+            return lapsed;
+        });
+        while (leases.size() >= limit) {
+            auto oldest = leases.end();
+            for (auto it = leases.begin(); it != leases.end(); ++it) {
+                if (!it->holdsAddress(at) &&
+                    (oldest == leases.end() || it->lastSeen < oldest->lastSeen)) {
+                    oldest = it;
+                }
+            }
+            if (oldest == leases.end()) {
+                break;
+            }
+            removed.push_back(*oldest);
+            leases.erase(oldest);
+        }
+        return removed;
+    }
+
     std::vector<Lease> leases;
 };
 
@@ -80,6 +109,7 @@ TEST(LeaseTableIndex, ChangesAndLookupsAgreeWithTheLiteralRulesAfterEveryChange)
         auto lease =
             makeLease(randomMAC(), randomAddress(), static_cast<State>(below(4)), randomInstant());
         lease.hostname = std::to_string(random());
+        lease.lastSeen = randomInstant();
         return lease;
     };
     const std::vector quarantine{Quarantine{address("10.0.0.3"), now, macNumbered(1)}};
@@ -92,7 +122,7 @@ TEST(LeaseTableIndex, ChangesAndLookupsAgreeWithTheLiteralRulesAfterEveryChange)
         LiteralTable literal(initial);
         for (int step = 0; step < 40; ++step) {
             SCOPED_TRACE("run " + std::to_string(run) + " step " + std::to_string(step));
-            switch (below(5)) {
+            switch (below(6)) {
             case 0:
             case 1: {
                 const auto lease = randomLease();
@@ -108,6 +138,16 @@ TEST(LeaseTableIndex, ChangesAndLookupsAgreeWithTheLiteralRulesAfterEveryChange)
             case 3: {
                 const auto at = randomInstant();
                 ASSERT_EQ(table.clearInactive(at), literal.clearInactive(at));
+                break;
+            }
+            case 4: {
+                const auto limit = below(8);
+                const auto at = randomInstant();
+                const auto removed = table.makeRoom(limit, at);
+                ASSERT_EQ(removed, literal.makeRoom(limit, at));
+                for (const auto& lease : removed) {
+                    ASSERT_TRUE(table.changes().marked.contains(lease.mac));
+                }
                 break;
             }
             default: {
