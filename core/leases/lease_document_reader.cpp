@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/address/address_json.hpp"
+#include "core/leases/plain_lease_document_reader.hpp"
 
 namespace corvane {
 
@@ -74,6 +75,14 @@ std::vector<Record> readRecords(const json& list, std::string_view kind,
 } // namespace
 
 std::optional<LeaseDocumentContents> decodeLeaseDocument(std::string_view content, int version) {
+    if (auto table = decodePlainLeaseDocument(content, version)) {
+        return LeaseDocumentContents{.table = std::move(*table), .droppedRecords = {}};
+    }
+    return decodeLeaseDocumentRecordByRecord(content, version);
+}
+
+std::optional<LeaseDocumentContents> decodeLeaseDocumentRecordByRecord(std::string_view content,
+                                                                       int version) {
     const auto document = json::parse(content, nullptr, false);
     if (document.is_discarded() || !document.is_object()) {
         return std::nullopt;

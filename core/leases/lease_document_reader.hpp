@@ -21,6 +21,11 @@ struct LeaseDocumentContents {
 // Reads a lease document of `version`. No value when the document as a whole is not one:
 // not JSON, not an object, a missing or non-array list, or another version. Within the
 // lists each record is read on its own, and one that cannot be read is left out and named.
+// A document our own writer left goes the quick way; anything else goes record by record.
 std::optional<LeaseDocumentContents> decodeLeaseDocument(std::string_view content, int version);
+
+// The thorough way alone: through a JSON tree, one record at a time, naming what it drops.
+std::optional<LeaseDocumentContents> decodeLeaseDocumentRecordByRecord(std::string_view content,
+                                                                       int version);
 
 } // namespace corvane

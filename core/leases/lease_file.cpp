@@ -81,8 +81,9 @@ int writeNewFile(const fs::path& path, std::string_view content) {
 
 // A file edited by hand or written by an older build may list a client twice. The record
 // seen most recently wins (the earlier one on a tie) and takes the place of the client's
-// first appearance.
-std::vector<Lease> oneRecordPerMAC(std::vector<Lease> leases) {
+// first appearance. No value in the usual case, where every client appears once, so that a
+// large table is neither copied nor indexed a second time.
+std::optional<std::vector<Lease>> oneRecordPerMAC(const std::vector<Lease>& leases) {
     std::unordered_map<MACAddress, std::size_t> winner;
     winner.reserve(leases.size());
     for (std::size_t index = 0; index < leases.size(); ++index) {
@@ -92,7 +93,7 @@ std::vector<Lease> oneRecordPerMAC(std::vector<Lease> leases) {
         }
     }
     if (winner.size() == leases.size()) {
-        return leases;
+        return std::nullopt;
     }
     std::vector<Lease> unique;
     unique.reserve(winner.size());
@@ -119,8 +120,9 @@ std::optional<FileReading> readLeaseFile(const fs::path& path) {
     }
     auto contents = decodeLeaseDocument(readWholeFile(path), LeaseFile::currentVersion);
     if (contents) {
-        contents->table =
-            LeaseTable(oneRecordPerMAC(contents->table.leases()), contents->table.quarantine());
+        if (auto unique = oneRecordPerMAC(contents->table.leases())) {
+            contents->table = LeaseTable(std::move(*unique), contents->table.quarantine());
+        }
     }
     return FileReading{std::move(contents)};
 }
