@@ -99,7 +99,7 @@ void DHCPServer::serveBatch(std::uint64_t generation) {
 bool DHCPServer::drainDatagrams() {
     std::vector<DHCPPacket> batch;
     const bool full = receiveBatch(batch);
-    std::ranges::stable_partition(batch, [](const DHCPPacket& packet) {
+    std::stable_partition(batch.begin(), batch.end(), [](const DHCPPacket& packet) {
         return packet.messageType() != DHCPMessageType::discover;
     });
     for (auto& packet : batch) {

@@ -82,7 +82,7 @@ class ScriptsDriveTheServer(ControlTest):
 
         listing = self.corvane("leases", *self.lease_file)
         self.assertEqual(listing.returncode, 0, listing.stderr)
-        self.assertRegex(listing.stdout, rf"\n{bound['ip']} +{DEVICE} +bound +in (9|10) m")
+        self.assertRegex(listing.stdout, rf"\n{bound['ip']} +{DEVICE} +locally administered +bound +in (9|10) m")
 
         forgotten = self.corvane("forget", DEVICE, *self.lease_file)
         self.assertEqual(forgotten.returncode, 0, forgotten.stderr)
