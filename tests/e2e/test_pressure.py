@@ -5,6 +5,7 @@ import json
 import os
 import re
 import signal
+import subprocess
 import sys
 import time
 
@@ -58,6 +59,11 @@ def saved_leases(path):
         return json.load(saved)["leases"]
 
 
+def built_with_sanitizers(program):
+    linked = subprocess.run(["ldd", program], capture_output=True, text=True).stdout
+    return "libasan" in linked
+
+
 class DiscoverFlood(LabTest):
     def test_a_flood_of_strangers_leaves_the_table_and_memory_bounded(self):
         server = Server(self.bench, self.server_ns, ("--no-presence",)).started()
@@ -87,7 +93,10 @@ class DiscoverFlood(LabTest):
         # The bound for this pool is 1,024 records; before it, every stranger stayed.
         self.assertGreater(len(leases), 500)
         self.assertLessEqual(len(leases), 1024)
-        self.assertLess(after - before, 25_000)
+        # A sanitizer build keeps freed memory in quarantine and maps shadow memory, so its
+        # resident size says nothing about the server's own; the table bound still holds.
+        if not built_with_sanitizers(lab.corvane()):
+            self.assertLess(after - before, 25_000)
 
 
 class FullDisk(LabTest):
