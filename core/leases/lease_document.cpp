@@ -1,6 +1,8 @@
 #include "core/leases/lease_document.hpp"
 
 #include <algorithm>
+#include <optional>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
@@ -29,11 +31,13 @@ void appendString(std::string& out, std::string_view text) {
                .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-// Writes an object's members one after another, with the commas and indentation between.
+// Writes an object's members one after another, with the commas and indentation between;
+// without an indentation everything goes on one line with no spaces, as a compact dump has it.
 class ObjectWriter {
 public:
-    ObjectWriter(std::string& out, std::string_view indent) : out_(out), indent_(indent) {
-        out_ += "{\n";
+    ObjectWriter(std::string& out, std::optional<std::string_view> indent)
+        : out_(out), indent_(indent) {
+        out_ += indent_ ? "{\n" : "{";
     }
 
     void member(std::string_view key, std::string_view text) {
@@ -46,33 +50,39 @@ public:
         }
     }
     void finish() {
-        out_ += '\n';
-        out_ += indent_;
+        if (indent_) {
+            out_ += '\n';
+            out_ += *indent_;
+        }
         out_ += '}';
     }
 
 private:
     void startMember(std::string_view key) {
         if (!first_) {
-            out_ += ",\n";
+            out_ += indent_ ? ",\n" : ",";
         }
         first_ = false;
-        out_ += indent_;
-        out_ += "  \"";
+        if (indent_) {
+            out_ += *indent_;
+            out_ += "  ";
+        }
+        out_ += '"';
         out_ += key;
-        out_ += "\": ";
+        out_ += indent_ ? "\": " : "\":";
     }
 
     std::string& out_;
-    std::string_view indent_;
+    std::optional<std::string_view> indent_;
     bool first_ = true;
 };
 
 constexpr std::string_view elementIndent = "    ";
 
 // Members in sorted key order, as a JSON object with sorted keys prints them.
-void appendLease(std::string& out, const Lease& lease) {
-    ObjectWriter object(out, elementIndent);
+void appendLease(std::string& out, const Lease& lease,
+                 std::optional<std::string_view> indent = elementIndent) {
+    ObjectWriter object(out, indent);
     object.optionalMember("clientID", lease.clientID);
     object.member("expiresAt", formatISO8601(lease.expiresAt));
     object.member("firstSeen", formatISO8601(lease.firstSeen));
@@ -121,13 +131,18 @@ std::string encodeLeaseDocument(const LeaseTable& table, int version) {
     // About 330 bytes for a typical record; one allocation in the common case.
     out.reserve(64 + 340 * table.leases().size() + 130 * table.quarantine().size());
     out += "{\n";
-    appendArray(out, "leases", table.leases(), appendLease);
+    appendArray(out, "leases", table.leases(),
+                [](std::string& text, const Lease& lease) { appendLease(text, lease); });
     out += ",\n";
     appendArray(out, "quarantine", table.quarantine(), appendQuarantine);
     out += ",\n  \"version\": ";
     out += std::to_string(version);
     out += "\n}\n";
     return out;
+}
+
+void appendLeaseLine(std::string& out, const Lease& lease) {
+    appendLease(out, lease, std::nullopt);
 }
 
 } // namespace corvane

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/leases/lease_document.hpp"
 #include "core/leases/lease_file_error.hpp"
 
 namespace corvane {
@@ -56,7 +57,7 @@ std::string encodeChanges(const LeaseTable& table, const LeaseTable::Changes& ch
     for (const auto& mac : changes.macs) {
         if (const auto lease = table.lease(mac)) {
             records += "L ";
-            records += json(*lease).dump(-1, ' ', false, json::error_handler_t::replace);
+            appendLeaseLine(records, *lease);
         } else {
             records += "R ";
             records += mac.description();

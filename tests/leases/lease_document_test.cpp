@@ -62,6 +62,14 @@ TEST(LeaseDocument, WritesExactlyWhatTheJSONLibraryPrints) {
         const auto table = randomTable(random, deviceTexts);
         ASSERT_EQ(encodeLeaseDocument(table, LeaseFile::currentVersion), printedByTheLibrary(table))
             << "run " << run;
+        // The journal's one-line form, likewise.
+        for (const auto& lease : table.leases()) {
+            std::string line;
+            appendLeaseLine(line, lease);
+            ASSERT_EQ(line, nlohmann::json(lease).dump(-1, ' ', false,
+                                                       nlohmann::json::error_handler_t::replace))
+                << "run " << run;
+        }
     }
 }
 
