@@ -101,6 +101,9 @@ ControlServer::~ControlServer() {
 }
 
 void ControlServer::publish(const ServerEvent& event, TimePoint at) {
+    if (subscribers_.load() == 0) {
+        return;
+    }
     auto line = EventLog::json(event, at);
     if (!line) {
         return;
@@ -154,6 +157,7 @@ void ControlServer::run() {
             }
             return client.dropped;
         });
+        countSubscribers();
         if ((watched[0].revents & POLLIN) != 0) {
             accept();
         }
@@ -214,6 +218,8 @@ void ControlServer::answerLines(Client& client) {
         queueFor(client, answered.reply);
         if (answered.subscription) {
             client.subscription = answered.subscription;
+            // Counted before the acknowledgement leaves, so every later event reaches it.
+            countSubscribers();
         }
     }
     client.unread.erase(0, start);
@@ -230,6 +236,12 @@ ControlAnswer ControlServer::answer(std::string_view line) {
         return {controlErrorReply(control_texts::stopping), std::nullopt};
     }
     return answerControlRequest(line, handler_);
+}
+
+void ControlServer::countSubscribers() {
+    const auto count = std::ranges::count_if(
+        clients_, [](const Client& client) { return client.subscription.has_value(); });
+    subscribers_.store(static_cast<std::size_t>(count));
 }
 
 void ControlServer::fanOut() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <deque>
 #include <filesystem>
@@ -52,6 +53,7 @@ private:
     bool readFrom(Client& client);
     void answerLines(Client& client);
     ControlAnswer answer(std::string_view line);
+    void countSubscribers();
     void fanOut();
     void queueFor(Client& client, std::string_view line);
     bool writeTo(Client& client);
@@ -64,6 +66,10 @@ private:
 
     std::mutex requestsMutex_;
     bool refusing_ = false;
+
+    // Clients with a subscription, kept by the control thread: with none, publishing skips
+    // the event's JSON, which under a flood would cost more than serving it.
+    std::atomic<std::size_t> subscribers_ = 0;
 
     std::mutex publishedMutex_;
     std::deque<Published> published_;

@@ -5,6 +5,7 @@
 #include <future>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -97,7 +98,16 @@ std::string LogFileWriter::fileName(TimePoint at, const date::time_zone* zone) {
 }
 
 void LogFileWriter::append(std::string line, TimePoint at) {
-    post([this, line = std::move(line), at] { write(line, at); });
+    bool wasIdle = false;
+    {
+        const std::lock_guard lock(mutex_);
+        wasIdle = lines_.empty() && tasks_.empty();
+        lines_.push_back({std::move(line), at});
+    }
+    // The writer sleeps only with nothing queued, so only the first line needs a wake-up.
+    if (wasIdle) {
+        wake_.notify_one();
+    }
 }
 
 void LogFileWriter::flush() {
@@ -122,31 +132,58 @@ void LogFileWriter::runTasks() {
     pthread_setname_np(pthread_self(), "corvane.logfile");
     std::unique_lock lock(mutex_);
     while (true) {
-        wake_.wait(lock, [this] { return stopping_ || !tasks_.empty(); });
-        if (tasks_.empty()) {
+        wake_.wait(lock, [this] { return stopping_ || !tasks_.empty() || !lines_.empty(); });
+        if (tasks_.empty() && lines_.empty()) {
             return;
         }
-        auto task = std::move(tasks_.front());
-        tasks_.pop_front();
+        // Lines come in bursts: waiting a moment for the rest of one turns a line per open
+        // and write into hundreds. A flush or the end does not wait.
+        wake_.wait_for(lock, linger, [this] { return stopping_ || !tasks_.empty(); });
+        // Everything queued meanwhile at once: under a flood of events that is one open and
+        // write for many lines instead of one for each. A task (a flush) queued after a line
+        // runs after it, since lines go first.
+        auto lines = std::exchange(lines_, {});
+        auto tasks = std::exchange(tasks_, {});
         lock.unlock();
-        task();
+        write(lines);
+        for (auto& task : tasks) {
+            task();
+        }
         lock.lock();
     }
 }
 
-void LogFileWriter::write(const std::string& line, TimePoint at) {
+void LogFileWriter::write(const std::vector<QueuedLine>& lines) {
+    std::string text;
+    std::string name;
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        const auto& line = lines[index];
+        const auto lineName = fileName(line.at, zone_);
+        if (lineName != name && !text.empty()) {
+            writeToDayFile(name, text, lines[index - 1].at);
+            text.clear();
+        }
+        name = lineName;
+        text += line.text;
+        text += '\n';
+    }
+    if (!text.empty()) {
+        writeToDayFile(name, text, lines.back().at);
+    }
+}
+
+void LogFileWriter::writeToDayFile(const std::string& name, const std::string& text, TimePoint at) {
     if (const auto error = private_files::createFolders(directory_)) {
         report(directory_, log_texts::folderNotCreated(directory_, error.message()));
         return;
     }
-    const auto name = fileName(at, zone_);
     if (name != currentFileName_) {
         currentFileName_ = name;
         removeOldFiles(at);
     }
     const auto path = directory_ / name;
-    // A fresh open per line: no handle outlives the line, so a file moved or deleted by the
-    // user is simply started again.
+    // A fresh open per batch: no handle outlives it, so a file moved or deleted by the user
+    // is simply started again.
     std::error_code error;
     const int fd = private_files::openForAppend(path, error);
     if (fd < 0) {
@@ -156,7 +193,7 @@ void LogFileWriter::write(const std::string& line, TimePoint at) {
         return;
     }
     lastReportedFile_.clear();
-    writeFully(fd, line + "\n");
+    writeFully(fd, text);
     ::close(fd);
 }
 

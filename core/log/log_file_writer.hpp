@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <date/tz.h>
 
@@ -26,6 +27,8 @@ public:
     using ProblemReport = std::function<void(const std::string& text)>;
 
     static constexpr std::chrono::days defaultRetention{30};
+    // How long a line may wait for others to be written with it.
+    static constexpr std::chrono::milliseconds linger{50};
 
     // Starts the writer's thread; touches no file until the first line.
     explicit LogFileWriter(std::filesystem::path directory,
@@ -54,9 +57,16 @@ public:
     void flush();
 
 private:
+    struct QueuedLine {
+        std::string text;
+        TimePoint at;
+    };
+
     void post(std::function<void()> task);
     void runTasks();
-    void write(const std::string& line, TimePoint at);
+    // Writes lines in their order, one open and one write per run of lines for the same day.
+    void write(const std::vector<QueuedLine>& lines);
+    void writeToDayFile(const std::string& name, const std::string& text, TimePoint at);
     void removeOldFiles(TimePoint at) const;
     void report(const std::filesystem::path& file, const std::string& text);
 
@@ -70,6 +80,8 @@ private:
     std::mutex mutex_;
     std::condition_variable wake_;
     std::deque<std::function<void()>> tasks_;
+    // Lines queued since the writer last woke; written before the tasks queued with them.
+    std::vector<QueuedLine> lines_;
     bool stopping_ = false;
     std::thread worker_;
 };

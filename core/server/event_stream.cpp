@@ -1,18 +1,44 @@
 #include "core/server/event_stream.hpp"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace corvane {
 
 void EventStream::push(ServerEvent event) {
+    bool wasEmpty = false;
     {
         const std::lock_guard lock(mutex_);
         if (finished_) {
             return;
         }
+        wasEmpty = queue_.empty();
         queue_.push_back(std::move(event));
     }
-    arrived_.notify_one();
+    // The reader waits only on an empty queue, so only the first event after it needs a
+    // wake-up; under a flood that saves a system call per event.
+    if (wasEmpty) {
+        arrived_.notify_one();
+    }
+}
+
+void EventStream::pushAll(std::vector<ServerEvent>& events) {
+    if (events.empty()) {
+        return;
+    }
+    bool wasEmpty = false;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!finished_) {
+            wasEmpty = queue_.empty();
+            std::ranges::move(events, std::back_inserter(queue_));
+        }
+    }
+    events.clear();
+    if (wasEmpty) {
+        arrived_.notify_one();
+    }
 }
 
 std::optional<ServerEvent> EventStream::next() {

@@ -5,6 +5,7 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "core/events/server_event.hpp"
 
@@ -17,6 +18,8 @@ class EventStream {
 public:
     // Queues one event; ignored after `finish`, because nothing may follow the end.
     void push(ServerEvent event);
+    // Queues all of `events` in order with one hand-over, and empties it.
+    void pushAll(std::vector<ServerEvent>& events);
     // The next event, waiting as long as it takes; none once finished and drained.
     std::optional<ServerEvent> next();
     // The next event, or none when nothing came within `timeout` or the stream has ended.
