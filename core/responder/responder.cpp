@@ -13,8 +13,14 @@ Decision Responder::decide(const DHCPPacket& packet, const DecisionContext& cont
 }
 
 Decision Responder::decide(const DHCPPacket& packet, DecisionContext&& context) const {
-    auto table = std::move(context.table);
-    return ResponderWorker(config_, packet, context, std::move(table)).run();
+    ResponderWorker worker(config_, packet, context, std::move(context.table));
+    try {
+        return std::move(worker).run();
+    } catch (...) {
+        // A failed decision must not cost the caller its table.
+        context.table = std::move(worker).releaseTable();
+        throw;
+    }
 }
 
 } // namespace corvane

@@ -24,7 +24,9 @@ public:
 
     Decision decide(const DHCPPacket& packet, const DecisionContext& context) const;
     // The same decision for a caller that gives up its snapshot: its table becomes the
-    // decision's table without being copied.
+    // decision's table without being copied. Only the table is taken; the rest of the context
+    // is left as it was, for the caller to take back. If the decision throws, the table is
+    // back in the context.
     Decision decide(const DHCPPacket& packet, DecisionContext&& context) const;
 
 private:

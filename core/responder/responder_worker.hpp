@@ -28,6 +28,9 @@ public:
     // Checks that the message is one this server answers, handles it by its type, and
     // returns everything the handling produced.
     Decision run() &&;
+    // The working table as it stands, for a caller whose `run` threw: every change made so
+    // far is still marked for the journal.
+    LeaseTable releaseTable() && { return std::move(table_); }
 
 private:
     // Refuses what the server does not serve; the MAC is known once this returns true.

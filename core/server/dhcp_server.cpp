@@ -1,6 +1,8 @@
 #include "core/server/dhcp_server.hpp"
 
+#include <algorithm>
 #include <future>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -206,10 +208,17 @@ void DHCPServer::persist() {
 
 void DHCPServer::emit(ServerEvent event) {
     dropFolding_.pass(std::move(event), clock_(), passed_);
-    for (auto& passed : passed_) {
-        events_.push(std::move(passed));
+    if (holdingEvents_) {
+        std::ranges::move(passed_, std::back_inserter(heldEvents_));
+        passed_.clear();
+        return;
     }
-    passed_.clear();
+    events_.pushAll(passed_);
+}
+
+void DHCPServer::releaseHeldEvents() {
+    holdingEvents_ = false;
+    events_.pushAll(heldEvents_);
 }
 
 // Raising a kind that is already raised reports it again: its consumers replace by kind.

@@ -162,6 +162,7 @@ private:
     void openJournal();
     void saveAtStop();
     void emit(ServerEvent event);
+    void releaseHeldEvents();
     void raise(const Notice& notice);
     void clear(NoticeKind kind);
     void forgetOnLoop(const MACAddress& mac);
@@ -177,7 +178,9 @@ private:
     // Reads up to maxBatch datagrams; false once the socket is empty or failed.
     bool receiveBatch(std::vector<DHCPPacket>& batch);
     std::optional<DHCPPacket> handle(const Datagram& datagram);
+    static bool queuedTooLong(const Datagram& datagram);
     void process(DHCPPacket packet, ProbeResults probes);
+    Decision decideLending(const DHCPPacket& packet, const ProbeResults& probes);
     void apply(Decision decision);
     // Starts a probe of `ip` unless one is running already; the request waits for it.
     void awaitProbe(IPv4Address ip, DHCPPacket packet, ProbeResults probes);
@@ -208,6 +211,10 @@ private:
     // only reused storage for what one event lets through.
     DropFolding dropFolding_;
     std::vector<ServerEvent> passed_;
+    // A batch's events go to the stream together when it ends: one hand-over to the reader
+    // per batch instead of one per event.
+    bool holdingEvents_ = false;
+    std::vector<ServerEvent> heldEvents_;
 
     // Shared with the probe pool's tasks, which post their results here even when they
     // finish after the server has stopped.

@@ -97,6 +97,11 @@ void DHCPServer::serveBatch(std::uint64_t generation) {
 // One batch: every request is decided in order against the table, REQUESTs first since they
 // finish exchanges a DISCOVER only starts; then one journal write, then the replies.
 bool DHCPServer::drainDatagrams() {
+    holdingEvents_ = true;
+    struct ReleaseAtEnd {
+        DHCPServer& server;
+        ~ReleaseAtEnd() { server.releaseHeldEvents(); }
+    } releaseAtEnd{*this};
     std::vector<DHCPPacket> batch;
     const bool full = receiveBatch(batch);
     std::stable_partition(batch.begin(), batch.end(), [](const DHCPPacket& packet) {
@@ -152,18 +157,50 @@ std::optional<DHCPPacket> DHCPServer::handle(const Datagram& datagram) {
     }
     auto& packet = std::get<DHCPPacket>(parsed);
     emit(ServerEvent::Received{PacketSummary(packet, interfaceName_)});
+    if (packet.messageType() == DHCPMessageType::discover && queuedTooLong(datagram)) {
+        emit(ServerEvent::Dropped{std::string(server_texts::queuedTooLong), packet.mac()});
+        return std::nullopt;
+    }
     return std::move(packet);
+}
+
+// Under a flood a DISCOVER can sit in the socket's queue until its client has given up; an
+// offer then would only hold an address for nobody and delay the requests behind it. The
+// kernel stamps arrivals with the real-time clock, so the age is taken from that clock and
+// not from the server's lease clock. A clock stepped back makes nothing look stale; one stepped
+// forward drops what is queued at that moment once, and those clients ask again.
+bool DHCPServer::queuedTooLong(const Datagram& datagram) {
+    return datagram.receivedAt &&
+           std::chrono::system_clock::now() - *datagram.receivedAt > clientPatience;
+}
+
+// The table and the presence map are lent to the responder rather than copied: at ten
+// thousand devices the copies alone would cost several times the decision. The table comes
+// back in the decision, or in the context if the decision throws; the responder takes
+// nothing else from the context.
+Decision DHCPServer::decideLending(const DHCPPacket& packet, const ProbeResults& probes) {
+    DecisionContext context{.table = std::move(table_),
+                            .presence = std::move(presence_),
+                            .probes = probes,
+                            .now = clock_(),
+                            .probingAvailable = options_.presenceEnabled,
+                            .probeFreeAddressesUntil = probeFreeAddressesUntil_};
+    try {
+        auto decision = responder_.decide(packet, std::move(context));
+        presence_ = std::move(context.presence); // NOLINT(bugprone-use-after-move)
+        return decision;
+    } catch (...) {
+        table_ = std::move(context.table);       // NOLINT(bugprone-use-after-move)
+        presence_ = std::move(context.presence); // NOLINT(bugprone-use-after-move)
+        throw;
+    }
 }
 
 // The responder may ask whether a device still answers on an address before handing it to
 // someone else. The probe blocks for up to a second, so it runs on the pool and the packet is
 // decided again, against the table as it is then, when the answer is back.
 void DHCPServer::process(DHCPPacket packet, ProbeResults probes) {
-    // The table is lent to the responder rather than copied: at ten thousand leases the copy
-    // alone would cost several times the decision. It always comes back in the decision.
-    auto decision = responder_.decide(packet, DecisionContext{std::move(table_), presence_, probes,
-                                                              clock_(), options_.presenceEnabled,
-                                                              probeFreeAddressesUntil_});
+    auto decision = decideLending(packet, probes);
     const auto* probe = std::get_if<ProbeAddress>(&decision.action);
     if (probe == nullptr) {
         apply(std::move(decision));
@@ -174,7 +211,8 @@ void DHCPServer::process(DHCPPacket packet, ProbeResults probes) {
     const auto quiet = quietProbes_.find(ip);
     const bool recentlyQuiet = quiet != quietProbes_.end() &&
                                std::chrono::steady_clock::now() - quiet->second < quietProbeMemory;
-    if (!options_.presenceEnabled || recentlyQuiet) {
+    // Without probing the responder never asks for one, so only a remembered answer is left.
+    if (recentlyQuiet) {
         probes[ip] = false;
         process(std::move(packet), std::move(probes));
         return;

@@ -72,6 +72,8 @@ inline constexpr std::string_view tooManyWaitingForProbes =
     "too many requests are waiting for address probes";
 inline constexpr std::string_view waitedTooLong =
     "waited longer for an address probe than a client waits for its answer";
+inline constexpr std::string_view queuedTooLong =
+    "waited in the receive queue longer than a client waits for its answer";
 inline constexpr std::string_view leaseNotSaved = "its lease could not be saved";
 inline constexpr std::string_view uncleanStopFound =
     "The last server using this lease file did not stop cleanly; its last changes were "

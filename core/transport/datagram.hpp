@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 
@@ -14,6 +15,8 @@ struct Datagram {
     std::optional<std::uint32_t> interfaceIndex;
     IPv4Address source;
     std::uint16_t sourcePort = 0;
+    // When the kernel queued it; absent when the kernel attached no time stamp.
+    std::optional<std::chrono::system_clock::time_point> receivedAt;
 
     friend bool operator==(const Datagram&, const Datagram&) = default;
 };

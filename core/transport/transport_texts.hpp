@@ -12,6 +12,7 @@ namespace corvane::transport_texts {
 inline constexpr const char* createSocket = "socket";
 inline constexpr const char* allowBroadcast = "setsockopt SO_BROADCAST";
 inline constexpr const char* requestArrivalInterface = "setsockopt IP_PKTINFO";
+inline constexpr const char* requestArrivalTime = "setsockopt SO_TIMESTAMPNS";
 inline constexpr const char* bindToDevice = "setsockopt SO_BINDTODEVICE";
 inline constexpr const char* makeNonBlocking = "fcntl O_NONBLOCK";
 inline constexpr const char* receiveMessage = "recvmsg";

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "core/transport/arrival_interface.hpp"
+#include "core/transport/arrival_time.hpp"
 #include "core/transport/transport_texts.hpp"
 
 namespace corvane {
@@ -66,6 +67,8 @@ void UDPTransport::open() {
     }
     socket.enable(SOL_SOCKET, SO_BROADCAST, transport_texts::allowBroadcast);
     socket.enable(IPPROTO_IP, IP_PKTINFO, transport_texts::requestArrivalInterface);
+    // The arrival time tells how long a request sat in the queue under a flood.
+    socket.enable(SOL_SOCKET, SO_TIMESTAMPNS, transport_texts::requestArrivalTime);
 
     const std::string name = interfaceName();
     const unsigned index = if_nametoindex(name.c_str());
@@ -126,6 +129,7 @@ std::optional<Datagram> UDPTransport::receive() {
     Datagram datagram;
     datagram.bytes.assign(data.begin(), data.begin() + count);
     datagram.interfaceIndex = arrivalInterfaceIndex(message);
+    datagram.receivedAt = arrivalTime(message);
     datagram.source = IPv4Address(ntohl(source.sin_addr.s_addr));
     datagram.sourcePort = ntohs(source.sin_port);
     return datagram;

@@ -1,8 +1,11 @@
-"""Crafted broken datagrams are dropped with their reason, and serving goes on."""
+"""Crafted broken or stale datagrams are dropped with their reason, and serving goes on."""
 
+import os
 import re
+import signal
 import struct
 import sys
+import time
 
 import lab
 from lab import CLIENT_CARD, LabTest, Server
@@ -54,6 +57,25 @@ class BrokenDatagramsAreDropped(LabTest):
         client = lab.udhcpc(self.bench, self.client_ns)
         self.assertIsNotNone(client.dump("bound"))
         self.server.wait_for(r"TX ACK ")
+
+    def test_a_discover_queued_longer_than_a_client_waits_is_dropped_unanswered(self):
+        discover = (bootp_header(0x5151) + COOKIE + bytes([53, 1, 1, 255])).hex()
+        # A stopped server stands for one busy with a flood: the DISCOVER sits in its queue.
+        os.kill(self.server.process.pid, signal.SIGSTOP)
+        try:
+            self.bench.run(self.client_ns, [sys.executable, "-c", SENDER, CLIENT_CARD, discover],
+                           timeout=60)
+            time.sleep(5)  # longer than the 4 s a client waits before it asks again
+        finally:
+            os.kill(self.server.process.pid, signal.SIGCONT)
+        index, _ = self.server.wait_for(
+            r"DROP .*waited in the receive queue longer than a client waits for its answer")
+        self.assertFalse(self.server.has_line(r"TX OFFER"), self.server.output())
+
+        # The same DISCOVER sent fresh is answered.
+        self.bench.run(self.client_ns, [sys.executable, "-c", SENDER, CLIENT_CARD, discover],
+                       timeout=60)
+        self.server.wait_for(r"TX OFFER ", after=index)
 
 
 if __name__ == "__main__":

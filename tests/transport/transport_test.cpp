@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 #include <arpa/inet.h>
@@ -60,12 +61,19 @@ protected:
     std::optional<UDPTransport> transport;
 };
 
-TEST_F(LoopbackTransport, ReceivesEachQueuedDatagramWithSourceAndCardCutAtTheBuffer) {
+TEST_F(LoopbackTransport, ReceivesEachQueuedDatagramWithSourceCardAndTimeCutAtTheBuffer) {
     EXPECT_EQ(transport->receive(), std::nullopt);
     const Bytes request = {1, 1, 6, 0, 0xde, 0xad};
+    // The kernel's stamp is taken from the real-time clock, which only ticks forward here.
+    const auto beforeSending = std::chrono::system_clock::now();
     sendToServer(request);
     const auto lo = if_nametoindex("lo");
-    EXPECT_EQ(transport->receive(), (Datagram{request, lo, IPv4Address::loopback, clientPort}));
+    auto received = transport->receive();
+    ASSERT_TRUE(received && received->receivedAt);
+    EXPECT_GE(*received->receivedAt, beforeSending);
+    EXPECT_LE(*received->receivedAt, std::chrono::system_clock::now());
+    received->receivedAt.reset();
+    EXPECT_EQ(received, (Datagram{request, lo, IPv4Address::loopback, clientPort, std::nullopt}));
     EXPECT_EQ(transport->receive(), std::nullopt);
     EXPECT_EQ(transport->interfaceIndex(), lo);
     EXPECT_EQ(transport->interfaceName(), "lo");
