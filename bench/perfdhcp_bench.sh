@@ -141,32 +141,54 @@ stop_server() {
   server_pid=
 }
 
-# One perfdhcp run against the running server; prints "rate drops% avg_ms".
+# CPU time (user and system, all threads) the server has used so far, in clock ticks.
+server_ticks() {
+  awk '{print $14 + $15}' "/proc/$server_pid/stat" 2>/dev/null || echo 0
+}
+
+# One perfdhcp run against the running server; prints "rate drops% avg_ms cpu_us", the last
+# being the server's CPU time per completed exchange: on two cores the generator saturates
+# its own core first, so the servers' cost per exchange tells them apart where the rate
+# cannot.
 drive() {
   local clients=$1 rate=$2
   local rate_flag=()
   [ "$rate" != 0 ] && rate_flag=(-r "$rate")
+  local ticks_before ticks_after
+  ticks_before=$(server_ticks)
   ip netns exec "$client_ns" timeout $((seconds + 20)) taskset -c 1 perfdhcp -4 -B -l perf-cli \
     -R "$clients" "${rate_flag[@]}" -p "$seconds" -W 500000 \
     -T "$work/discover.hex" -T "$work/request.hex" -X 4 -X 4 -O 33 -O 33 -S 243 -I 249 \
     255.255.255.255 >"$work/perfdhcp.out" 2>&1 || true
-  /usr/bin/python3 - "$work/perfdhcp.out" <<'PY'
+  ticks_after=$(server_ticks)
+  [ -n "${PERF_DEBUG:-}" ] && cp "$work/perfdhcp.out" /tmp/perfdhcp-last.out
+  /usr/bin/python3 - "$work/perfdhcp.out" "$((ticks_after - ticks_before))" "$(getconf CLK_TCK)" <<'PY'
 import re, sys
 text = open(sys.argv[1]).read()
+ticks, ticks_per_second = int(sys.argv[2]), int(sys.argv[3])
 rate = re.search(r"Rate: ([0-9.]+) 4-way exchanges/second", text)
 sent = [int(value) for value in re.findall(r"sent packets: (\d+)", text)]
 drops = [int(value) for value in re.findall(r"drops: (\d+)", text)]
 delays = [float(value) for value in re.findall(r"avg delay: ([0-9.]+) ms", text)]
 if not rate or not sent:
-    print("nan nan nan")
+    print("nan nan nan nan")
     sys.stderr.write(text[-2000:])
 else:
     drop_share = 100.0 * sum(drops) / max(1, sum(sent))
-    print(f"{float(rate.group(1)):.0f} {drop_share:.1f} {sum(delays):.2f}")
+    # Completed exchanges = the REQUEST exchange's received packets (the last counter block).
+    acks = [int(value) for value in re.findall(r"received packets: (\d+)", text)]
+    done = acks[-1] if acks else 0
+    cpu_us = 1e6 * ticks / ticks_per_second / done if done else float("nan")
+    print(f"{float(rate.group(1)):.0f} {drop_share:.1f} {sum(delays):.2f} {cpu_us:.0f}")
 PY
 }
 
-printf '%-8s %-10s %-13s %10s %8s %10s %14s\n' clients rate server "DORA/s" "drops%" "DO+RA ms" "corvane÷kea"
+divide() {
+  /usr/bin/python3 -c "import sys; a, b = sys.argv[1:]; print('-' if 'nan' in (a, b) or float(b) == 0 else f'{float(a) / float(b):.2f}')" "$1" "$2"
+}
+
+printf '%-8s %-10s %-13s %10s %8s %10s %14s %12s %12s\n' clients rate server "DORA/s" "drops%" "DO+RA ms" \
+  "corvane÷kea" "CPU us/DORA" "kea÷corvane"
 for clients in $client_counts; do
   for rate in $rates; do
     for round in $(seq "$rounds"); do
@@ -176,12 +198,14 @@ for clients in $client_counts; do
         result[$server]=$(drive "$clients" "$rate")
         stop_server
       done
-      kea_rate=${result[kea]%% *}
+      read -r kea_rate _ _ kea_cpu <<<"${result[kea]}"
       for server in kea corvane corvane-sync; do
-        read -r dora drops delay <<<"${result[$server]}"
-        ratio=$(/usr/bin/python3 -c "import sys; a, b = sys.argv[1:]; print('-' if b in ('nan', '0') else f'{float(a) / float(b):.2f}')" "$dora" "$kea_rate")
+        read -r dora drops delay cpu <<<"${result[$server]}"
+        ratio=$(divide "$dora" "$kea_rate")
+        cost_ratio=$(divide "$kea_cpu" "$cpu")
         label=$([ "$rate" = 0 ] && echo unlimited || echo "$rate/s")
-        printf '%-8s %-10s %-13s %10s %8s %10s %14s\n' "$clients" "$label" "$server" "$dora" "$drops" "$delay" "$ratio"
+        printf '%-8s %-10s %-13s %10s %8s %10s %14s %12s %12s\n' "$clients" "$label" "$server" \
+          "$dora" "$drops" "$delay" "$ratio" "$cpu" "$cost_ratio"
       done
       unset result
     done
