@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/address/address_json.hpp"
@@ -29,10 +30,17 @@ std::string readWholeFile(const fs::path& path) {
     if (descriptor < 0) {
         throw LeaseFileError::couldNotRead(path, errno);
     }
-    std::string content;
-    std::array<char, 65536> buffer;
+    // Read straight into a string sized from the file: a lab's table runs to megabytes, and
+    // growing the string chunk by chunk copied it several times over.
+    struct stat status {};
+    const bool sized = ::fstat(descriptor, &status) == 0 && status.st_size > 0;
+    std::string content(sized ? static_cast<std::size_t>(status.st_size) + 1 : 65536, '\0');
+    std::size_t used = 0;
     while (true) {
-        const auto count = ::read(descriptor, buffer.data(), buffer.size());
+        if (used == content.size()) {
+            content.resize(content.size() * 2);
+        }
+        const auto count = ::read(descriptor, content.data() + used, content.size() - used);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -44,8 +52,9 @@ std::string readWholeFile(const fs::path& path) {
         if (count == 0) {
             break;
         }
-        content.append(buffer.data(), static_cast<std::size_t>(count));
+        used += static_cast<std::size_t>(count);
     }
+    content.resize(used);
     ::close(descriptor);
     return content;
 }
