@@ -6,6 +6,11 @@ set -euo pipefail
 build=${1:?build folder}
 seconds=${2:-20}
 root=$(cd "$(dirname "$0")/.." && pwd)
+# The file targets write, load and save a scratch file per input; on a memory file system
+# their fsyncs cost nothing, which makes them about ten times faster.
+if [ -d /dev/shm ] && [ -w /dev/shm ]; then
+  export TMPDIR=/dev/shm
+fi
 for source in "$root"/fuzz/*_fuzz.cpp; do
   [ -e "$source" ] || continue
   name=$(basename "$source" .cpp)
