@@ -11,8 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "core/transport/arrival_interface.hpp"
-#include "core/transport/arrival_time.hpp"
+#include "core/transport/arrival_records.hpp"
 #include "core/transport/transport_texts.hpp"
 
 namespace corvane {

@@ -10,7 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "core/transport/arrival_interface.hpp"
+#include "core/transport/arrival_records.hpp"
 #include "core/transport/local_network.hpp"
 #include "core/transport/udp_transport.hpp"
 #include "tests/support/held_loopback_port.hpp"
