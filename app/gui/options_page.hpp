@@ -6,9 +6,10 @@
 
 class QLabel;
 class QLineEdit;
-class QTableWidget;
 
 namespace corvane {
+
+class EditableRows;
 
 // The settings window's Options page: the boot server and file, then a table of extra
 // options (code, the name of a known code, value in the --option syntax).
@@ -33,7 +34,7 @@ private:
     QLineEdit* nextServer_;
     QLineEdit* bootFile_;
     QLabel* bootMessages_;
-    QTableWidget* table_;
+    EditableRows* table_;
     QLabel* optionMessages_;
 };
 

@@ -5,9 +5,10 @@
 #include "core/config/settings_form.hpp"
 
 class QLabel;
-class QTableWidget;
 
 namespace corvane {
+
+class EditableRows;
 
 // The settings window's Reservations list: one row per device (MAC, address, name), rows
 // added and removed with the buttons below, mistakes shown under the list.
@@ -28,7 +29,7 @@ Q_SIGNALS:
     void changed();
 
 private:
-    QTableWidget* table_;
+    EditableRows* table_;
     QLabel* messages_;
 };
 
