@@ -179,10 +179,11 @@ QWidget* DashboardWindow::buildMain() {
     leasesLayout->setContentsMargins(0, 8, 0, 0);
     leasesLayout->addWidget(heading(gui_texts::leasesHeading, leases));
     timeline_ = new DeviceTimelineView(leases);
-    auto* leasesRow = new QHBoxLayout;
-    leasesRow->addWidget(leaseTable_, 1);
-    leasesRow->addWidget(timeline_, 1);
-    leasesLayout->addLayout(leasesRow, 1);
+    // The timeline goes under the table rather than beside it: both keep the full width, so
+    // the table shows every column and the timeline's log lines are not cut short. Until a
+    // lease is selected it is one line of hint and the table has the room.
+    leasesLayout->addWidget(leaseTable_, 1);
+    leasesLayout->addWidget(timeline_, 0);
 
     auto* log = new QWidget(split);
     logView_ = new LogView(log);

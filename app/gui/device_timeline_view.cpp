@@ -27,6 +27,9 @@ DeviceTimelineView::DeviceTimelineView(QWidget* parent)
     lines_->setReadOnly(true);
     lines_->setLineWrapMode(QPlainTextEdit::NoWrap);
     lines_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    // Room for a whole exchange (DISCOVER to ACK) without scrolling.
+    lines_->setFixedHeight(lines_->fontMetrics().lineSpacing() * visibleLines +
+                           2 * lines_->frameWidth() + 8);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -38,6 +41,7 @@ DeviceTimelineView::DeviceTimelineView(QWidget* parent)
 
 void DeviceTimelineView::show(const QString& mac, const DeviceTimeline& timeline) {
     title_->setText(mac.isEmpty() ? gui_texts::timelineHint : gui_texts::timelineTitle(mac));
+    lines_->setVisible(!mac.isEmpty());
     notAnswered_->setVisible(timeline.notAnswered.has_value());
     notAnswered_->setText(QString::fromStdString(timeline.notAnswered.value_or(std::string())));
     QStringList text;

@@ -15,6 +15,9 @@ class DeviceTimelineView : public QWidget {
     Q_OBJECT
 
 public:
+    // Lines shown at once; more scroll.
+    static constexpr int visibleLines = 6;
+
     explicit DeviceTimelineView(QWidget* parent = nullptr);
 
     // Shows one device's timeline under its MAC address; an empty MAC clears the view.
