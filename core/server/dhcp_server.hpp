@@ -185,7 +185,9 @@ private:
     // Starts a probe of `ip` unless one is running already; the request waits for it.
     void awaitProbe(IPv4Address ip, DHCPPacket packet, ProbeResults probes);
     void probeFinished(IPv4Address ip, bool answered);
+    void sendAll(const std::vector<Reply>& replies);
     void send(const Reply& reply, bool retry);
+    void reportSent(const Reply& reply);
     void reportSendFailure(const Reply& reply, const TransportError& error, bool retry);
     void retryLater(Reply reply);
     bool serverAddressPresent() const;

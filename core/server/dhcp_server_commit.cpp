@@ -63,9 +63,7 @@ void DHCPServer::commitBatch() {
         armSnapshotTimer();
         return;
     }
-    for (const auto& reply : replies) {
-        send(reply, true);
-    }
+    sendAll(replies);
     // A journal longer than the table costs more to replay than the snapshot would.
     if (journal_.recordsSinceSnapshot() > std::max<std::size_t>(table_.leases().size(), maxBatch)) {
         snapshot();

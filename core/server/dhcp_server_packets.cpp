@@ -233,6 +233,40 @@ void DHCPServer::apply(Decision decision) {
     }
 }
 
+// A batch's replies leave with one system call where the kernel takes them all; a reply it
+// refuses goes through `send`, which retries or names the refusal, and the rest follow.
+void DHCPServer::sendAll(const std::vector<Reply>& replies) {
+    std::size_t next = 0;
+    while (next < replies.size() && isOpen_) {
+        std::vector<Bytes> datagrams;
+        std::vector<ReplyDestination> destinations;
+        for (auto index = next; index < replies.size(); ++index) {
+            datagrams.push_back(replies[index].packet.serialize(DHCPPacket::minimumReplyLength));
+            destinations.push_back(replies[index].destination);
+        }
+        const auto sent = transport_->sendMany(datagrams, destinations);
+        if (sent > 0) {
+            clear(NoticeKind::localNetworkDenied);
+        }
+        for (auto index = next; index < next + sent; ++index) {
+            reportSent(replies[index]);
+        }
+        next += sent;
+        if (next < replies.size()) {
+            send(replies[next], true);
+            ++next;
+        }
+    }
+    for (; next < replies.size(); ++next) {
+        send(replies[next], true);
+    }
+}
+
+void DHCPServer::reportSent(const Reply& reply) {
+    emit(ServerEvent::Sent{SentSummary{reply.type, reply.ip, reply.mac, reply.destination,
+                                       interfaceName_, reply.note}});
+}
+
 void DHCPServer::send(const Reply& reply, bool retry) {
     if (!isOpen_) {
         emit(ServerEvent::Info{server_texts::notSent(reply.type, server_texts::socketClosed)});
@@ -248,8 +282,7 @@ void DHCPServer::send(const Reply& reply, bool retry) {
         return;
     }
     clear(NoticeKind::localNetworkDenied);
-    emit(ServerEvent::Sent{SentSummary{reply.type, reply.ip, reply.mac, reply.destination,
-                                       interfaceName_, reply.note}});
+    reportSent(reply);
 }
 
 void DHCPServer::reportSendFailure(const Reply& reply, const TransportError& error, bool retry) {

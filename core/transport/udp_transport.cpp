@@ -1,8 +1,10 @@
 #include "core/transport/udp_transport.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -145,6 +147,43 @@ void UDPTransport::send(std::span<const std::uint8_t> bytes, ReplyDestination de
         // A short datagram leaves errno untouched, so it gets a code of its own.
         throw TransportError(transport_texts::sendTo(address, port), sent < 0 ? errno : EIO);
     }
+}
+
+std::size_t UDPTransport::sendMany(std::span<const Bytes> datagrams,
+                                   std::span<const ReplyDestination> destinations) {
+    const std::size_t count = std::min(datagrams.size(), destinations.size());
+    std::vector<sockaddr_in> remotes(count);
+    std::vector<iovec> vectors(count);
+    std::vector<mmsghdr> messages(count);
+    for (std::size_t index = 0; index < count; ++index) {
+        remotes[index] =
+            socketAddress(mode_.sendAddress(destinations[index].address()), mode_.sendPort());
+        // sendmmsg only reads the data; iovec has no const member to say so.
+        vectors[index] = {const_cast<std::uint8_t*>(datagrams[index].data()),
+                          datagrams[index].size()};
+        messages[index].msg_hdr.msg_name = &remotes[index];
+        messages[index].msg_hdr.msg_namelen = sizeof(sockaddr_in);
+        messages[index].msg_hdr.msg_iov = &vectors[index];
+        messages[index].msg_hdr.msg_iovlen = 1;
+    }
+    std::size_t sent = 0;
+    while (sent < count) {
+        const int accepted = ::sendmmsg(fd_, messages.data() + sent,
+                                        static_cast<unsigned>(count - sent), MSG_NOSIGNAL);
+        if (accepted < 0 && errno == EINTR) {
+            continue;
+        }
+        if (accepted <= 0) {
+            break;
+        }
+        // A short datagram is a refusal too: it and the rest go back to the caller.
+        for (int index = 0; index < accepted; ++index, ++sent) {
+            if (messages[sent].msg_len != datagrams[sent].size()) {
+                return sent;
+            }
+        }
+    }
+    return sent;
 }
 
 } // namespace corvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -31,6 +32,11 @@ public:
     std::optional<Datagram> receive();
     // Sends one datagram; a partial send counts as a failure.
     void send(std::span<const std::uint8_t> bytes, ReplyDestination destination);
+    // Sends several datagrams with one system call, in order, each to its destination. Returns
+    // how many the kernel took before the first it refused; that one and the rest are left to
+    // the caller (`send` names the refusal). Throws nothing.
+    std::size_t sendMany(std::span<const Bytes> datagrams,
+                         std::span<const ReplyDestination> destinations);
 
     const TransportMode& mode() const { return mode_; }
     std::string interfaceName() const { return mode_.interfaceName(); }

@@ -33,7 +33,8 @@ constexpr std::uint32_t thisArchitecture = 0;
 constexpr std::size_t refusedLength = DHCPPacket::minimumReplyLength;
 
 // Makes the kernel refuse, with EPERM as a firewall rule does, every sendto of exactly
-// `length` bytes made by the calling thread and by the threads it starts from now on.
+// `length` bytes (and every sendmmsg) made by the calling thread and by the threads it starts
+// from now on.
 // The filter cannot be lifted, so only a throw-away thread should install it.
 bool refuseSendsOfLength(std::size_t length) {
     if (thisArchitecture == 0 || std::endian::native != std::endian::little) {
@@ -44,6 +45,10 @@ bool refuseSendsOfLength(std::size_t length) {
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, thisArchitecture, 1, 0),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        // A batch's sendmmsg is refused as a whole, as a rule refusing its first datagram
+        // would; the server then sends that reply alone with sendto, whose length shows here.
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_sendmmsg, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | (EPERM & SECCOMP_RET_DATA)),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_sendto, 0, 3),
         // The low half of the length argument (little-endian).
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
