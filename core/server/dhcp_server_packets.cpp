@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <span>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -236,15 +237,16 @@ void DHCPServer::apply(Decision decision) {
 // A batch's replies leave with one system call where the kernel takes them all; a reply it
 // refuses goes through `send`, which retries or names the refusal, and the rest follow.
 void DHCPServer::sendAll(const std::vector<Reply>& replies) {
+    std::vector<Bytes> datagrams;
+    std::vector<ReplyDestination> destinations;
+    for (const auto& reply : replies) {
+        datagrams.push_back(reply.packet.serialize(DHCPPacket::minimumReplyLength));
+        destinations.push_back(reply.destination);
+    }
     std::size_t next = 0;
     while (next < replies.size() && isOpen_) {
-        std::vector<Bytes> datagrams;
-        std::vector<ReplyDestination> destinations;
-        for (auto index = next; index < replies.size(); ++index) {
-            datagrams.push_back(replies[index].packet.serialize(DHCPPacket::minimumReplyLength));
-            destinations.push_back(replies[index].destination);
-        }
-        const auto sent = transport_->sendMany(datagrams, destinations);
+        const auto sent = transport_->sendMany(std::span(datagrams).subspan(next),
+                                               std::span(destinations).subspan(next));
         if (sent > 0) {
             clear(NoticeKind::localNetworkDenied);
         }
