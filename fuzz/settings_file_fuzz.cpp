@@ -1,10 +1,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "fuzz/temp_file_input.hpp"
 #include <nlohmann/json.hpp>
 
 #include "core/config/settings_file.hpp"
@@ -13,39 +12,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using corvane::SettingsFile;
+using corvane::fuzzing::readBytes;
 
 [[noreturn]] void fail(const char* broken) {
     std::fprintf(stderr, "settings_file_fuzz: %s\n", broken);
     std::abort();
-}
-
-// A private folder for one input, removed when the input is done. libFuzzer may end without
-// running exit handlers, so nothing may outlive the input that made it.
-class ScratchFolder {
-public:
-    ScratchFolder() {
-        std::string pattern = (fs::temp_directory_path() / "corvane-settings-fuzz-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) {
-            fail("could not create a scratch folder");
-        }
-        path_ = pattern;
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    ~ScratchFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
-
-std::string readBytes(const fs::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
 } // namespace
@@ -53,10 +24,10 @@ std::string readBytes(const fs::path& path) {
 // Whatever the file holds, reading never throws; a setter keeps every other key of a file
 // that is a JSON object, and keeps the bytes of one that is not beside the new file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const ScratchFolder folder;
-    SettingsFile settings(folder.path() / "settings.json");
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
-    std::ofstream(settings.path(), std::ios::binary) << bytes;
+    const corvane::fuzzing::TempFileInput input("corvane-settings-fuzz", "settings.json", data,
+                                                size);
+    SettingsFile settings(input.path());
+    const std::string& bytes = input.bytes();
 
     const auto before = settings.readAll();
     (void)settings.serverConfig();

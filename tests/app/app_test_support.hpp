@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QTemporaryDir>
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,24 +9,9 @@
 #include "core/host/network_card.hpp"
 #include "core/host/preflight_check.hpp"
 #include "tests/support/held_loopback_port.hpp"
+#include "tests/support/manual_clock.hpp"
 
 namespace corvane::testing {
-
-// 2025-03-01T12:00:00Z.
-inline constexpr TimePoint testStart{std::chrono::seconds{1'740'830'400}};
-
-// The time the model and its server read, moved only by the test. The server reads it on
-// its own thread, hence the atomic.
-class ManualClock {
-public:
-    TimePoint now() const { return TimePoint(TimePoint::duration(ticks_.load())); }
-    void advance(std::chrono::seconds step) {
-        ticks_ += std::chrono::duration_cast<TimePoint::duration>(step).count();
-    }
-
-private:
-    std::atomic<TimePoint::rep> ticks_{testStart.time_since_epoch().count()};
-};
 
 // A wired card with link and a NetworkManager connection "Wired <macByte>", as the card
 // picker offers it.

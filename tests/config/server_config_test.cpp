@@ -112,23 +112,15 @@ TEST(ServerConfigJSON, WritesTheSettingsKeysAndReadsThemBack) {
               nlohmann::json::parse(R"({"serverIP":"192.168.0.1","prefixLength":24,
                   "rangeStart":"192.168.0.100","rangeEnd":"192.168.0.200","leaseSeconds":86400,
                   "dns":[]})"));
-    const ServerConfig cases[] = {
-        ServerConfig::defaultConfig(),
-        home(1, 100, 200, 60, "192.168.0.254", 3),
-        config("192.168.0.1", 9223372036854775807, "192.168.0.1", "192.168.0.1", 0),
-    };
-    for (const auto& original : cases) {
-        const auto text = nlohmann::json(original).dump();
-        EXPECT_EQ(nlohmann::json::parse(text).get<ServerConfig>(), original) << text;
-    }
-    const auto routed = nlohmann::json(cases[1]);
-    EXPECT_EQ(routed["router"], "192.168.0.254");
-    EXPECT_EQ(routed["dns"].size(), 3u);
+    // Decoding what was encoded gives it back: server_config_fuzz, for any document it decodes.
+    const auto routed = home(1, 100, 200, 60, "192.168.0.254", 3);
+    EXPECT_EQ(nlohmann::json(routed)["router"], "192.168.0.254");
+    EXPECT_EQ(nlohmann::json(routed).get<ServerConfig>(), routed);
 
-    auto withNull = nlohmann::json(cases[0]);
+    auto withNull = nlohmann::json(ServerConfig::defaultConfig());
     withNull["router"] = nullptr;
     withNull["comment"] = "from a later build";
-    EXPECT_EQ(withNull.get<ServerConfig>(), cases[0]);
+    EXPECT_EQ(withNull.get<ServerConfig>(), ServerConfig::defaultConfig());
 }
 
 TEST(ServerConfigJSON, DecodingFailsOnAnyMissingOrMalformedField) {

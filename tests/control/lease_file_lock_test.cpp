@@ -2,25 +2,17 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "core/control/lease_file_lock.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 namespace {
 
 class LeaseFileLockTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        folder_ =
-            std::filesystem::temp_directory_path() / ("corvane-lock-" + std::to_string(::getpid()));
-        std::filesystem::create_directories(folder_);
-        leaseFile_ = folder_ / "leases.json";
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
-    std::filesystem::path folder_;
-    std::filesystem::path leaseFile_;
+    testing::TemporaryFolder folder_;
+    std::filesystem::path leaseFile_ = folder_ / "leases.json";
 };
 
 TEST_F(LeaseFileLockTest, TheHolderAnnouncesItsSocketUntilItLetsGo) {
@@ -45,8 +37,7 @@ TEST_F(LeaseFileLockTest, ALinkAtTheLocksNameIsNeverFollowed) {
     LeaseFileLock lock(leaseFile_);
     EXPECT_EQ(lock.state(), LeaseFileLock::State::unavailable);
     lock.announceControlSocket("/tmp/x.sock");
-    std::ifstream kept(target);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "keep me");
+    EXPECT_EQ(testing::readFile(target), "keep me");
     EXPECT_EQ(LeaseFileLock::announcedControlSocket(leaseFile_), std::nullopt);
 }
 

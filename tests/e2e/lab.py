@@ -3,6 +3,7 @@ never in the host's own one, and Lab.close() removes every namespace, process (b
 """
 
 import argparse
+import json
 import os
 import re
 import shutil
@@ -180,6 +181,12 @@ class LabTest(unittest.TestCase):
         self.bench.plug_server_card(self.server_ns, self.client_ns)
 
 
+def saved_document(path):
+    """The lease file at `path` as JSON."""
+    with open(path) as document:
+        return json.load(document)
+
+
 def with_base_config(arguments):
     base = []
     for flag, value in zip(BASE_CONFIG[::2], BASE_CONFIG[1::2]):
@@ -326,12 +333,17 @@ def udhcpc(lab, namespace, name="udhcpc", arguments=(), once=True):
     return client
 
 
-def dhclient(lab, namespace):
-    """ISC dhclient in the foreground with its own lease and PID files; it stays."""
+def dhclient(lab, namespace, config=None):
+    """ISC dhclient in the foreground with its own lease and PID files, and the text of its
+    configuration file when given; it stays."""
     client = Client(lab, "dhclient", DHCLIENT_SCRIPT)
     command = ["dhclient", "-d", "-4", "-1", "-lf", os.path.join(client.folder, "leases"),
                "-pf", os.path.join(client.folder, "dhclient.pid"), "-sf", client.script,
                CLIENT_CARD]
+    if config is not None:
+        with open(os.path.join(client.folder, "dhclient.conf"), "w") as out:
+            out.write(config)
+        command[1:1] = ["-cf", os.path.join(client.folder, "dhclient.conf")]
     client.process = lab.spawn(namespace, command, stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL)
     return client

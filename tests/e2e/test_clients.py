@@ -1,4 +1,5 @@
-"""Real DHCP clients get what the server is configured to give, and keep it."""
+"""Real DHCP clients get what the server is configured to give, keep it, and are seen
+ONLINE while they hold it."""
 
 import json
 import os
@@ -12,6 +13,8 @@ ROUTER = SERVER_IP
 DNS = ("192.168.77.53", "192.168.77.54")
 LEASE_SECONDS = 600
 CONFIG = ("--router", ROUTER, "--dns", ",".join(DNS), "--lease", "10m")
+# The presence cycle runs every 10 seconds; a probe waits at most 1 second.
+PRESENCE_WAIT = 18
 IN_RANGE = re.compile(r"^192\.168\.77\.(1[0-4][0-9]|150)$")
 
 DHCPCD_CONFIG = "option domain_name_servers, routers, subnet_mask\nnoarp\nnoipv4ll\n"
@@ -67,7 +70,9 @@ class ServedClientTest(LabTest):
 
 
 class EveryClientGetsTheConfiguration(ServedClientTest):
+    # All three ask from the one card, so each after the first is a returning device.
     def test_each_client_reports_address_mask_router_dns_and_lease_time(self):
+        addresses = set()
         for name, view in (("udhcpc", udhcpc_view), ("dhclient", dhclient_view),
                            ("dhcpcd", dhcpcd_view)):
             with self.subTest(client=name):
@@ -79,20 +84,12 @@ class EveryClientGetsTheConfiguration(ServedClientTest):
                 self.assertEqual(got["dns"], list(DNS))
                 self.assertEqual(int(got["lease"]), LEASE_SECONDS)
                 self.server.wait_for(rf"TX ACK +{re.escape(got['ip'])} -> ")
+                addresses.add(got["ip"])
+        self.assertEqual(len(addresses), 1, "a returning device got another address")
 
 
-class LeasesFollowTheClient(ServedClientTest):
-    def test_a_returning_client_gets_its_old_address(self):
-        addresses = []
-        for name, mac in (("first", "02:e2:e0:00:00:01"), ("other", "02:e2:e0:00:00:02"),
-                          ("again", "02:e2:e0:00:00:01")):
-            self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", mac)
-            addresses.append(lab.udhcpc(self.bench, self.client_ns, name=name).dump("bound")["ip"])
-        first, other, again = addresses
-        self.assertNotEqual(first, other)
-        self.assertEqual(again, first)
-
-    def test_a_renewal_is_acknowledged_by_unicast_to_the_client(self):
+class AKeptLease(ServedClientTest):
+    def test_a_renewal_is_unicast_and_presence_follows_the_address(self):
         client = lab.udhcpc(self.bench, self.client_ns, once=False)
         ip = client.wait_dump("bound")["ip"]
         mark = len(self.server.lines)
@@ -101,6 +98,12 @@ class LeasesFollowTheClient(ServedClientTest):
         self.server.wait_for(rf"RX REQUEST .* ciaddr={re.escape(ip)} ", after=mark)
         self.server.wait_for(rf"TX ACK +{re.escape(ip)} -> {re.escape(ip)}:68 via ", after=mark)
         client.wait_dump("renew")
+
+        # The device answers for its address, and is OFFLINE once it no longer holds it.
+        self.server.wait_for(rf"ONLINE +{re.escape(ip)} ", timeout=PRESENCE_WAIT)
+        mark = len(self.server.lines)
+        self.bench.ip(self.client_ns, "-4", "address", "flush", "dev", CLIENT_CARD)
+        self.server.wait_for(rf"OFFLINE +{re.escape(ip)} ", after=mark, timeout=PRESENCE_WAIT)
 
 
 class OutputForms(LabTest):

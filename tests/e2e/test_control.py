@@ -1,13 +1,13 @@
 """Driving a running corvane serve: leases, forget, clear-expired, wait-lease and events
-through its control socket, and the socket standing up to bad and hostile clients."""
+through its control socket, the same commands on the file once it stopped, and the socket
+standing up to bad and hostile clients."""
 
 import json
 import os
-import signal
+import re
 import socket
 import stat
 import subprocess
-import threading
 
 import lab
 from lab import LabTest, Server
@@ -90,14 +90,19 @@ class ScriptsDriveTheServer(ControlTest):
         self.server.wait_for(rf"LEASE +removed {DEVICE}$")
         with open(self.server.lease_file) as document:
             self.assertNotIn(DEVICE, document.read())
-        # The freed address goes to the next device that asks for it.
-        taken = self.device(NEXT_DEVICE, "next", ("-r", bound["ip"])).wait_dump("bound")
-        self.assertEqual(taken["ip"], bound["ip"])
-
         cleared = self.corvane("clear-expired", *self.lease_file)
         self.assertEqual(cleared.returncode, 0, cleared.stderr)
         self.assertIn("No expired", cleared.stdout)
-        self.assertIn(NEXT_DEVICE, self.corvane("leases", *self.lease_file).stdout)
+
+        # The freed address goes to the next device that asks for it; udhcpc -R releases it
+        # when it is ended, as a device does when it shuts down.
+        self.bench.ip(self.client_ns, "link", "set", lab.CLIENT_CARD, "address", NEXT_DEVICE)
+        next_device = lab.udhcpc(self.bench, self.client_ns, name="next",
+                                 arguments=("-r", bound["ip"], "-R"), once=False)
+        taken = next_device.wait_dump("bound")
+        self.assertEqual(taken["ip"], bound["ip"])
+        self.bench.stop(next_device.process)
+        self.server.wait_for(rf"LEASE +released {re.escape(taken['ip'])} {NEXT_DEVICE}$")
 
         self.server.stop()
         followed, _ = events.communicate(timeout=15)
@@ -105,8 +110,37 @@ class ScriptsDriveTheServer(ControlTest):
         self.assertIn(("sent", "ACK", bound["ip"]),
                       [(line["event"], line.get("type"), line.get("ip")) for line in lines])
         self.assertTrue(all(line.get("mac") in (DEVICE, None) for line in lines), followed)
+        self.edit_the_file_without_a_server(taken["ip"])
 
-    def test_wait_lease_gives_up_after_its_timeout_and_without_a_server(self):
+    def edit_the_file_without_a_server(self, released_ip):
+        listing = self.corvane("leases", *self.lease_file)
+        self.assertEqual(listing.returncode, 0, listing.stderr)
+        heading, released = listing.stdout.splitlines()
+        self.assertRegex(heading, r"^ADDRESS +MAC +MAKER +STATE +EXPIRES +HOST NAME$")
+        self.assertRegex(released, rf"^{re.escape(released_ip)} +{NEXT_DEVICE} +locally "
+                                   r"administered +released +- +-$")
+        for column, value in (("MAC", NEXT_DEVICE), ("MAKER", "locally"), ("STATE", "released")):
+            self.assertEqual(released.index(value), heading.index(column), listing.stdout)
+
+        cleared = self.corvane("clear-expired", *self.lease_file)
+        self.assertEqual(cleared.returncode, 0, cleared.stderr)
+        self.assertIn("Cleared 1 ", cleared.stdout)
+        self.assertIn("No leases in", self.corvane("leases", *self.lease_file).stdout)
+        again = self.corvane("forget", NEXT_DEVICE.upper(), *self.lease_file)
+        self.assertEqual(again.returncode, 1)
+        self.assertIn(f"There is no lease for {NEXT_DEVICE}", again.stderr)
+
+    def test_a_second_server_a_bad_mac_and_a_late_device_are_refused(self):
+        for name, arguments, status, refusal in (
+                ("bad MAC", ("forget", "02:e2:e0:00:00", *self.lease_file), 2,
+                 '"02:e2:e0:00:00" is not a MAC address.'),
+                ("second server", ("serve", "--interface", lab.SERVER_CARD, "--virtual",
+                                   "--force", *lab.BASE_CONFIG, *self.lease_file), 1,
+                 "Another corvane serve is using the lease file")):
+            with self.subTest(command=name):
+                result = self.corvane(*arguments)
+                self.assertEqual(result.returncode, status, result.stdout + result.stderr)
+                self.assertIn(refusal, result.stderr)
         late = self.corvane("wait-lease", "--mac", DEVICE, "--timeout", "1", *self.lease_file)
         self.assertEqual(late.returncode, 1)
         self.assertIn(f"{DEVICE} did not get an address within 1 seconds", late.stderr)

@@ -1,7 +1,6 @@
-"""Reservations, boot settings and extra options reach real clients, also from a file."""
+"""Reservations, boot settings and extra options reach real clients, from a file and flags."""
 
 import json
-import os
 
 import lab
 from lab import CLIENT_CARD, SERVER_CARD, LabTest, Server
@@ -16,73 +15,53 @@ request subnet-mask, routers, corvane-lab;
 """
 
 
-class ReservationsAndOptions(LabTest):
-    def test_a_reserved_device_gets_its_address_and_others_never_do(self):
-        server = Server(self.bench, self.server_ns,
-                        ("--reserve", f"{RESERVED_MAC}={RESERVED_IP}=camera",
-                         "--reserve", "02:e2:e0:00:00:0b=192.168.77.100")).started()
-        self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", RESERVED_MAC)
-        reserved = lab.udhcpc(self.bench, self.client_ns, name="reserved")
-        self.assertEqual(reserved.dump("bound")["ip"], RESERVED_IP, reserved.result.stderr)
-        # Another device asking for the other reserved address gets the next free one.
-        self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", "02:e2:e0:00:00:0c")
-        other = lab.udhcpc(self.bench, self.client_ns, name="other",
-                           arguments=("-r", "192.168.77.100"))
-        self.assertEqual(other.dump("bound")["ip"], "192.168.77.101")
-        server.wait_for(rf"TX ACK +{RESERVED_IP} -> ")
+class LabConfig(LabTest):
+    def serve(self, path):
+        # The file gives the card, the pool and the reservations; the flags add to it.
+        return Server(self.bench, self.server_ns,
+                      ("--config", path, "--next-server", TFTP_SERVER, "--boot-file",
+                       "pxelinux.0", "--option", "42=192.168.77.1", "--option",
+                       "224=text:hello-lab"), base=False).started()
 
-    def test_udhcpc_reports_the_tftp_name_ntp_server_boot_server_and_boot_file(self):
-        Server(self.bench, self.server_ns,
-               ("--next-server", TFTP_SERVER, "--boot-file", "pxelinux.0",
-                "--option", "66=tftp.lab", "--option", "42=192.168.77.1")).started()
-        client = lab.udhcpc(self.bench, self.client_ns,
-                            arguments=("-O", "tftp", "-O", "ntpsrv", "-O", "bootfile"))
-        bound = client.dump("bound")
-        self.assertIsNotNone(bound, client.result.stdout + client.result.stderr)
-        self.assertEqual(bound.get("tftp"), "tftp.lab")
-        self.assertEqual(bound.get("ntpsrv"), "192.168.77.1")
-        self.assertEqual(bound.get("siaddr"), TFTP_SERVER)
-        self.assertEqual(bound.get("bootfile"), "pxelinux.0")
-        self.assertEqual(bound.get("boot_file"), "pxelinux.0")
+    def device(self, mac, name, arguments=()):
+        self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", mac)
+        client = lab.udhcpc(self.bench, self.client_ns, name=name, arguments=arguments)
+        self.assertIsNotNone(client.dump("bound"), client.result.stdout + client.result.stderr)
+        return client.dump("bound")
 
-    def test_dhclient_gets_a_custom_option_by_number(self):
-        Server(self.bench, self.server_ns, ("--option", "224=text:hello-lab")).started()
-        client = lab.Client(self.bench, "dhclient", lab.DHCLIENT_SCRIPT)
-        config = os.path.join(client.folder, "dhclient.conf")
-        with open(config, "w") as out:
-            out.write(DHCLIENT_CONFIG)
-        client.process = self.bench.spawn(
-            self.client_ns,
-            ["dhclient", "-d", "-4", "-1", "-cf", config,
-             "-lf", os.path.join(client.folder, "leases"),
-             "-pf", os.path.join(client.folder, "dhclient.pid"), "-sf", client.script,
-             CLIENT_CARD], stdout=lab.subprocess.DEVNULL, stderr=lab.subprocess.DEVNULL)
+    def dhclient_option_224(self):
+        client = lab.dhclient(self.bench, self.client_ns, DHCLIENT_CONFIG)
         bound = client.wait_dump("BOUND")
         self.bench.stop(client.process)
-        self.assertEqual(bound.get("new_corvane_lab"), "hello-lab")
+        return bound.get("new_corvane_lab")
 
-
-class ConfigFile(LabTest):
-    def test_a_config_file_alone_serves_its_card_with_its_reservation(self):
+    def test_reserved_devices_boot_settings_and_options_reach_udhcpc_and_dhclient(self):
         path = self.bench.path("lab.json")
         with open(path, "w") as out:
             json.dump({"interface": SERVER_CARD, "serverIP": lab.SERVER_IP, "prefixLength": 24,
                        "rangeStart": "192.168.77.100", "rangeEnd": "192.168.77.150",
                        "leaseSeconds": 600,
-                       "reservations": [{"mac": RESERVED_MAC, "ip": RESERVED_IP}],
+                       "reservations": [{"mac": RESERVED_MAC, "ip": RESERVED_IP, "name": "camera"},
+                                        {"mac": "02:e2:e0:00:00:0b", "ip": "192.168.77.100"}],
                        "options": {"66": "tftp.lab"}}, out)
-        server = Server(self.bench, self.server_ns, ("--config", path), base=False).started()
-        self.bench.ip(self.client_ns, "link", "set", CLIENT_CARD, "address", RESERVED_MAC)
-        client = lab.udhcpc(self.bench, self.client_ns, arguments=("-O", "tftp"))
-        bound = client.dump("bound")
-        self.assertIsNotNone(bound, server.output())
-        self.assertEqual(bound["ip"], RESERVED_IP)
-        self.assertEqual(bound["lease"], "600")
+        server = self.serve(path)
+        bound = self.device(RESERVED_MAC, "reserved",
+                            ("-O", "tftp", "-O", "ntpsrv", "-O", "bootfile"))
+        self.assertEqual((bound["ip"], bound["lease"]), (RESERVED_IP, "600"))
         self.assertEqual(bound.get("tftp"), "tftp.lab")
+        self.assertEqual(bound.get("ntpsrv"), "192.168.77.1")
+        self.assertEqual(bound.get("siaddr"), TFTP_SERVER)
+        self.assertEqual(bound.get("bootfile"), "pxelinux.0")
+        self.assertEqual(bound.get("boot_file"), "pxelinux.0")
+        server.wait_for(rf"TX ACK +{RESERVED_IP} -> ")
+        # Another device asking for the other reserved address gets the next free one.
+        other = self.device("02:e2:e0:00:00:0c", "other", ("-r", "192.168.77.100"))
+        self.assertEqual(other["ip"], "192.168.77.101")
+        self.assertEqual(self.dhclient_option_224(), "hello-lab")
+
         # A reserved lease outside the range survives a restart.
         self.assertEqual(server.stop(), 0)
-        again = Server(self.bench, self.server_ns, ("--config", path), base=False).started()
-        again.wait_for(rf"LEASE +bound {RESERVED_IP} {RESERVED_MAC}")
+        self.serve(path).wait_for(rf"LEASE +bound {RESERVED_IP} {RESERVED_MAC}")
 
 
 if __name__ == "__main__":

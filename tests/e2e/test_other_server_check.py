@@ -21,11 +21,8 @@ class OtherServerCheck(LabTest):
         return self.bench.corvane(self.server_ns, ["check", "--interface", lab.SERVER_CARD,
                                                    "--virtual", *lab.BASE_CONFIG])
 
+    # A quiet cable's line is in the full checklist of tests/host/host_e2e_test.cpp.
     def test_a_rogue_server_on_the_other_end_is_named_and_only_warns(self):
-        quiet = self.check()
-        self.assertEqual(quiet.returncode, 0, quiet.stdout + quiet.stderr)
-        self.assertIn(f"\u2713 No other DHCP server answers on {lab.SERVER_CARD}\n", quiet.stdout)
-
         self.bench.ip(self.client_ns, "address", "add", f"{ROGUE_IP}/24", "dev", lab.CLIENT_CARD)
         rogue_mac = re.search(r"link/ether (\S+)", self.bench.ip(
             self.client_ns, "link", "show", lab.CLIENT_CARD).stdout).group(1)

@@ -1,7 +1,6 @@
 """Pressure that once broke the lease table: a disk that fills up while clients bind, then a
 crash; and a flood of made-up clients that used to grow the table without bound."""
 
-import json
 import os
 import re
 import signal
@@ -54,11 +53,6 @@ def resident_kilobytes(pid):
     raise AssertionError(f"no VmRSS for {pid}")
 
 
-def saved_leases(path):
-    with open(path) as saved:
-        return json.load(saved)["leases"]
-
-
 def built_with_sanitizers(program):
     linked = subprocess.run(["ldd", program], capture_output=True, text=True).stdout
     return "libasan" in linked
@@ -87,7 +81,7 @@ class DiscoverFlood(LabTest):
         again = lab.udhcpc(self.bench, self.client_ns, "again", ("-t", "3", "-T", "1"))
         self.assertEqual((again.dump("bound") or {}).get("ip"), known["ip"], server.output())
         self.assertEqual(server.stop(), 0)
-        leases = saved_leases(server.lease_file)
+        leases = lab.saved_document(server.lease_file)["leases"]
         print(f"flood: VmRSS {before} -> {after} kB, {len(leases)} records kept",
               file=sys.stderr)
         # The bound for this pool is 1,024 records; before it, every stranger stayed.

@@ -41,18 +41,5 @@ TEST(PacketSummaryFields, CopyTheHeaderAndMakeTextsPrintableWithin64) {
               "cam\\x00\\xff");
 }
 
-// The critical kinds are the ones that stop every device from getting an address.
-TEST(NoticeKind, ExactlyFourAreCritical) {
-    std::vector<NoticeKind> critical;
-    for (const auto kind : allNoticeKinds) {
-        EXPECT_EQ((Notice{kind, "x"}.isCritical()), isCritical(kind));
-        if (isCritical(kind)) {
-            critical.push_back(kind);
-        }
-    }
-    EXPECT_EQ(critical, (std::vector{NoticeKind::localNetworkDenied, NoticeKind::otherServer,
-                                     NoticeKind::portInUse, NoticeKind::leaseSaveFailed}));
-}
-
 } // namespace
 } // namespace corvane

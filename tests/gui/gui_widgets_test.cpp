@@ -195,17 +195,6 @@ private Q_SLOTS:
                  gui_texts::toQString(config_texts::dnsNotAddresses));
         QCOMPARE(sheet.messagesShown(SettingsForm::Field::range), QString());
         QVERIFY(!sheet.canSave());
-
-        // Rules that need the whole configuration land under their own area too.
-        SettingsForm form(ServerConfig::defaultConfig());
-        form.prefix = "31";
-        form.leasePreset = LeasePreset::custom;
-        form.customLease = "45s";
-        sheet.setForm(form);
-        QCOMPARE(sheet.messagesShown(SettingsForm::Field::server),
-                 QString::fromStdString(config_texts::prefixOutOfBounds(31)));
-        QCOMPARE(sheet.messagesShown(SettingsForm::Field::dns), QString());
-        QVERIFY(!sheet.canSave());
     }
 
     void settingsPagesKeepTheLabSettingsAndShowMistakesOnTheirPage() {

@@ -3,13 +3,12 @@
 #include <filesystem>
 #include <fstream>
 #include <ostream>
-#include <random>
 #include <string>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "core/host/process_runner.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 
@@ -27,18 +26,11 @@ namespace corvane::testing {
 // touched. The folder is removed with the object.
 class FakePrograms {
 public:
-    FakePrograms()
-        : folder_(std::filesystem::temp_directory_path() /
-                  ("corvane-host-" + std::to_string(getpid()) + "-" +
-                   std::to_string(std::random_device{}()))) {
+    // Open to every user, as the scripts may run under another user's name.
+    FakePrograms() {
+        std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
         std::filesystem::create_directories(folder_ / "bin");
     }
-    ~FakePrograms() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-    FakePrograms(const FakePrograms&) = delete;
-    FakePrograms& operator=(const FakePrograms&) = delete;
 
     // Installs `bin/<name>` running `body` under /bin/sh.
     void add(const std::string& name, const std::string& body) {
@@ -51,15 +43,11 @@ public:
         return ProcessRunner((folder_ / "bin").string() + ":/usr/bin:/bin", limit);
     }
 
-    const std::filesystem::path& folder() const { return folder_; }
-
-    std::string read(const std::string& file) const {
-        std::ifstream stream(folder_ / file);
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    }
+    const std::filesystem::path& folder() const { return folder_.path(); }
+    std::string read(const std::string& file) const { return readFile(folder_ / file); }
 
 private:
-    std::filesystem::path folder_;
+    TemporaryFolder folder_;
 };
 
 } // namespace corvane::testing

@@ -3,10 +3,10 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "core/host/host_texts.hpp"
 #include "core/host/preflight.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 namespace {
@@ -234,21 +234,19 @@ TEST(PortHolder, NamesTheFirstProcessOnThePort) {
 
 // ss cuts names to the kernel's 15 characters; the holder is named in full, with its PID.
 TEST(PortHolder, IsNamedInFullWithItsProcessNumber) {
-    const auto proc =
-        std::filesystem::temp_directory_path() / ("corvane-proc-" + std::to_string(::getpid()));
+    const testing::TemporaryFolder proc;
     std::filesystem::create_directories(proc / "41");
     std::filesystem::create_directories(proc / "42");
     std::filesystem::create_symlink("/opt/lab/bin/corvane-screenshots", proc / "41" / "exe");
     std::ofstream(proc / "42" / "cmdline", std::ios::binary)
         << std::string("/usr/sbin/dnsmasq-with-a-long-name\0--keep-in-foreground\0", 56);
     using Holder = Preflight::PortHolder;
-    EXPECT_EQ(Preflight::describe(Holder{"corvane-screens", 41}, proc),
+    EXPECT_EQ(Preflight::describe(Holder{"corvane-screens", 41}, proc.path()),
               "corvane-screenshots (PID 41)");
-    EXPECT_EQ(Preflight::describe(Holder{"dnsmasq-with-a-", 42}, proc),
+    EXPECT_EQ(Preflight::describe(Holder{"dnsmasq-with-a-", 42}, proc.path()),
               "dnsmasq-with-a-long-name (PID 42)");
-    EXPECT_EQ(Preflight::describe(Holder{"gone", 43}, proc), "gone (PID 43)");
-    EXPECT_EQ(Preflight::describe(Holder{"nameless", std::nullopt}, proc), "nameless");
-    std::filesystem::remove_all(proc);
+    EXPECT_EQ(Preflight::describe(Holder{"gone", 43}, proc.path()), "gone (PID 43)");
+    EXPECT_EQ(Preflight::describe(Holder{"nameless", std::nullopt}, proc.path()), "nameless");
 }
 
 } // namespace

@@ -1,31 +1,19 @@
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <functional>
 #include <map>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "core/leases/lease_file.hpp"
 #include "tests/leases/lease_fixtures.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 namespace {
 
 using namespace corvane::testing;
 namespace fs = std::filesystem;
-
-void writeFile(const fs::path& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string readFile(const fs::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
 
 // Computed through strftime rather than the way the lease file formats it.
 std::string localStamp(TimePoint at) {
@@ -50,19 +38,12 @@ void expectFailure(const std::function<void()>& action, const LeaseFileError& ex
 
 class LeaseFileTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "corvane-leases-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
-    fs::path folder() const { return folder_; }
+    fs::path folder() const { return folder_.path(); }
     fs::path leasesPath() const { return folder_ / "leases.json"; }
 
     std::vector<std::string> folderListing() const {
         std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder_)) {
+        for (const auto& entry : fs::directory_iterator(folder_.path())) {
             names.push_back(entry.path().filename().string());
         }
         std::sort(names.begin(), names.end());
@@ -70,7 +51,7 @@ protected:
     }
 
 private:
-    fs::path folder_;
+    testing::TemporaryFolder folder_;
 };
 
 LeaseTable sampleTable() {

@@ -1,13 +1,13 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "core/leases/lease_file.hpp"
 #include "core/leases/lease_journal.hpp"
 #include "tests/leases/lease_fixtures.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 namespace {
@@ -17,19 +17,8 @@ namespace fs = std::filesystem;
 
 class LeaseJournalTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "corvane-journal-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder_ = pattern;
-    }
-    void TearDown() override { fs::remove_all(folder_); }
-
     LeaseFile file() const { return LeaseFile(folder_ / "leases.json"); }
-    std::string journalText() const {
-        std::ostringstream content;
-        content << std::ifstream(file().journalPath(), std::ios::binary).rdbuf();
-        return content.str();
-    }
+    std::string journalText() const { return testing::readFile(file().journalPath()); }
     void appendRaw(const std::string& bytes) const {
         std::ofstream(file().journalPath(), std::ios::binary | std::ios::app) << bytes;
     }
@@ -39,7 +28,7 @@ protected:
         journal.append(lease_journal::encodeChanges(table, changes));
     }
 
-    fs::path folder_;
+    testing::TemporaryFolder folder_;
 };
 
 // Random upserts, moves, removals and quarantine changes over a few clients, each step

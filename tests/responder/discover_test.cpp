@@ -61,25 +61,6 @@ TEST(Discover, AFullPoolProbesAbsentHoldersFiveAtMost) {
     }
 }
 
-// Without probing nothing can show that a holder has gone, so no unexpired lease is taken,
-// however long its device has been silent.
-TEST(Discover, AFullPoolWithoutProbingTakesNoUnexpiredLease) {
-    auto config = testConfig();
-    config.rangeEnd = lan(101);
-    const std::vector<Lease> holders = {leaseOf(device(1), 100, State::bound, 1s, 3000s),
-                                        leaseOf(device(2), 101, State::bound, 600s, 3000s)};
-    auto context = contextOf(LeaseTable(holders, {}));
-    context.probingAvailable = false;
-    const auto exhausted = decide(discover(), context, config);
-    EXPECT_EQ(exhausted.action, DecisionAction{NoAction{}});
-    EXPECT_EQ(exhausted.notes, Notes{dropped(texts::poolExhausted)});
-
-    context.now = now + 1s;
-    const auto afterExpiry = decide(discover(), context, config);
-    ASSERT_NE(replyOf(afterExpiry), nullptr);
-    EXPECT_EQ(replyOf(afterExpiry)->ip, lan(100));
-}
-
 // After a crash or a failed save the table may have forgotten a device that still uses its
 // address, so for a while a free address is offered only once a probe found nobody on it.
 TEST(Discover, FreeAddressesAreProbedWhileTheTableIsDistrusted) {

@@ -39,19 +39,6 @@ sockaddr_in socketAddress(std::uint32_t host, std::uint16_t port) {
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "corvane-server-XXXXXX");
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot create a temporary folder");
-    }
-    path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
 DHCPPacket clientMessage(DHCPMessageType type, const MACAddress& mac, std::uint32_t xid) {
     DHCPPacket packet;
     packet.xid = xid;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -23,6 +22,8 @@
 #include "core/server/dhcp_server.hpp"
 #include "core/server/event_stream.hpp"
 #include "tests/support/held_loopback_port.hpp"
+#include "tests/support/manual_clock.hpp"
+#include "tests/support/temporary_folder.hpp"
 
 namespace corvane {
 
@@ -35,8 +36,6 @@ namespace corvane::testing {
 
 using namespace std::chrono_literals;
 
-// 2025-03-01T12:00:00Z: whole seconds, so tables survive the lease file unchanged.
-inline constexpr TimePoint testStart{std::chrono::seconds{1'740'830'400}};
 // Long enough for a loaded machine; an event that does not come within it never will.
 inline constexpr std::chrono::milliseconds eventWait = 5s;
 
@@ -47,38 +46,6 @@ inline IPv4Address ip(std::string_view text) {
 inline constexpr MACAddress device(std::uint8_t number) {
     return MACAddress(MACAddress::ByteArray{0x02, 0x00, 0x5e, 0x00, 0x00, number});
 }
-
-// The time the server reads, moved only by the test.
-class ManualClock {
-public:
-    explicit ManualClock(TimePoint start) : ticks_(start.time_since_epoch().count()) {}
-
-    TimePoint now() const { return TimePoint(TimePoint::duration(ticks_.load())); }
-    void advance(std::chrono::seconds step) {
-        ticks_ += std::chrono::duration_cast<TimePoint::duration>(step).count();
-    }
-    // The clock as the server takes it; the ManualClock must outlive the server.
-    std::function<TimePoint()> function() {
-        return [this] { return now(); };
-    }
-
-private:
-    std::atomic<TimePoint::rep> ticks_;
-};
-
-// A fresh folder under the system's temporary folder, removed with its content.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
 
 // A client message as a DHCP client builds it: broadcast flag clear, no relay.
 DHCPPacket clientMessage(DHCPMessageType type, const MACAddress& mac, std::uint32_t xid);
@@ -148,7 +115,7 @@ protected:
     void startServer();
 
     ServerConfig config = ServerConfig::defaultConfig();
-    ManualClock clock{testStart};
+    ManualClock clock;
     TemporaryFolder folder;
     ClientSocket client;
     std::uint16_t serverPort = HeldLoopbackPort().port();
