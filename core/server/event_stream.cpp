@@ -7,20 +7,9 @@
 namespace corvane {
 
 void EventStream::push(ServerEvent event) {
-    bool wasEmpty = false;
-    {
-        const std::lock_guard lock(mutex_);
-        if (finished_) {
-            return;
-        }
-        wasEmpty = queue_.empty();
-        queue_.push_back(std::move(event));
-    }
-    // The reader waits only on an empty queue, so only the first event after it needs a
-    // wake-up; under a flood that saves a system call per event.
-    if (wasEmpty) {
-        arrived_.notify_one();
-    }
+    std::vector<ServerEvent> one;
+    one.push_back(std::move(event));
+    pushAll(one);
 }
 
 void EventStream::pushAll(std::vector<ServerEvent>& events) {
