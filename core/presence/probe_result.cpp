@@ -18,6 +18,10 @@ ProbeResult ProbeResult::echoReply(std::chrono::duration<double, std::milli> rou
     return {true, "icmp " + std::string(digits.data(), written.ptr) + " ms"};
 }
 
+ProbeResult ProbeResult::arpAnswer(const MACAddress& from) {
+    return {true, "arp " + from.description()};
+}
+
 ProbeResult ProbeResult::tcpOpen(std::uint16_t port) {
     return {true, "tcp " + std::to_string(port) + " open"};
 }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "core/address/mac_address.hpp"
+
 namespace corvane {
 
 // What one probe of an address found: whether anything answered and, for the log, what.
@@ -15,6 +17,8 @@ struct ProbeResult {
     // Nothing answered before the deadline.
     static ProbeResult silent();
     static ProbeResult echoReply(std::chrono::duration<double, std::milli> roundTrip);
+    // The device answered our own ARP probe (or spoke ARP from the address meanwhile).
+    static ProbeResult arpAnswer(const MACAddress& from);
     static ProbeResult tcpOpen(std::uint16_t port);
     // A refusal is an answer: only a live host sends the reset.
     static ProbeResult tcpRefused(std::uint16_t port);

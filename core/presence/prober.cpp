@@ -7,6 +7,7 @@
 #include <utility>
 #include <variant>
 
+#include <linux/if_packet.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -14,6 +15,7 @@
 #include <unistd.h>
 
 #include "core/address/big_endian.hpp"
+#include "core/presence/arp_probe.hpp"
 #include "core/presence/file_descriptor.hpp"
 
 namespace corvane {
@@ -37,11 +39,13 @@ struct ICMPPurpose {
     std::optional<std::uint16_t> identifier;
 };
 
+struct ARPPurpose {};
+
 struct TCPPurpose {
     std::uint16_t port;
 };
 
-using SocketPurpose = std::variant<ICMPPurpose, TCPPurpose>;
+using SocketPurpose = std::variant<ICMPPurpose, ARPPurpose, TCPPurpose>;
 
 struct WatchedSocket {
     FileDescriptor descriptor;
@@ -159,6 +163,35 @@ std::optional<ProbeResult> readEchoReplies(WatchedSocket& socket, const ICMPPurp
     return std::nullopt;
 }
 
+std::optional<ProbeResult> readARPAnswers(WatchedSocket& socket, IPv4Address ip) {
+    std::array<std::uint8_t, largestReply> message{};
+    for (int attempt = 0; attempt < datagramsPerPass; ++attempt) {
+        sockaddr_ll sender{};
+        socklen_t senderLength = sizeof(sender);
+        const auto received = ::recvfrom(socket.descriptor.get(), message.data(), message.size(), 0,
+                                         reinterpret_cast<sockaddr*>(&sender), &senderLength);
+        if (received < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            if (errno != EAGAIN && errno != EWOULDBLOCK) {
+                socket.descriptor.reset();
+            }
+            return std::nullopt;
+        }
+        // A packet socket also sees what this host sends, our own probe included.
+        if (sender.sll_pkttype == PACKET_OUTGOING) {
+            continue;
+        }
+        const std::span<const std::uint8_t> bytes(message.data(),
+                                                  static_cast<std::size_t>(received));
+        if (const auto from = ARPProbe::answerFrom(bytes, ip)) {
+            return ProbeResult::arpAnswer(*from);
+        }
+    }
+    return std::nullopt;
+}
+
 std::optional<ProbeResult> connectOutcome(WatchedSocket& socket, const TCPPurpose& purpose) {
     int error = 0;
     socklen_t length = sizeof(error);
@@ -180,6 +213,9 @@ std::optional<ProbeResult> answerFrom(WatchedSocket& socket, IPv4Address ip,
     if (const auto* icmp = std::get_if<ICMPPurpose>(&socket.purpose)) {
         return readEchoReplies(socket, *icmp, ip, start);
     }
+    if (std::holds_alternative<ARPPurpose>(socket.purpose)) {
+        return readARPAnswers(socket, ip);
+    }
     return connectOutcome(socket, std::get<TCPPurpose>(socket.purpose));
 }
 
@@ -190,11 +226,11 @@ ProbeResult awaitFirstAnswer(std::vector<WatchedSocket>& sockets, IPv4Address ip
     while (true) {
         polled.clear();
         owners.clear();
-        // Kept in opening order, so within one pass ICMP is looked at before the ports.
+        // Kept in opening order, so within one pass ICMP and ARP are looked at before the ports.
         for (auto& socket : sockets) {
             if (socket.descriptor.isOpen()) {
                 const short events =
-                    std::holds_alternative<ICMPPurpose>(socket.purpose) ? POLLIN : POLLOUT;
+                    std::holds_alternative<TCPPurpose>(socket.purpose) ? POLLOUT : POLLIN;
                 polled.push_back({socket.descriptor.get(), events, 0});
                 owners.push_back(&socket);
             }
@@ -222,9 +258,10 @@ ProbeResult awaitFirstAnswer(std::vector<WatchedSocket>& sockets, IPv4Address ip
 
 } // namespace
 
-Prober::Prober(std::string interfaceName, std::vector<std::uint16_t> tcpPorts, ICMPMode icmpMode)
-    : interfaceName_(std::move(interfaceName)), tcpPorts_(std::move(tcpPorts)),
-      icmpMode_(icmpMode) {}
+Prober::Prober(std::string interfaceName, std::vector<std::uint16_t> tcpPorts, ICMPMode icmpMode,
+               ARPProbing arpProbing)
+    : interfaceName_(std::move(interfaceName)), tcpPorts_(std::move(tcpPorts)), icmpMode_(icmpMode),
+      arpProbing_(arpProbing) {}
 
 ProbeResult Prober::probe(IPv4Address ip, std::chrono::milliseconds timeout) const {
     const auto start = Clock::now();
@@ -237,6 +274,11 @@ ProbeResult Prober::probe(IPv4Address ip, std::chrono::milliseconds timeout) con
     if (icmpMode_ != ICMPMode::none) {
         if (auto echo = sendEchoRequest(icmpMode_, card, ip)) {
             sockets.push_back(std::move(*echo));
+        }
+    }
+    if (arpProbing_ == ARPProbing::enabled) {
+        if (auto arp = ARPProbe::send(card, ip)) {
+            sockets.push_back(WatchedSocket{std::move(*arp), ARPPurpose{}});
         }
     }
     for (const auto port : tcpPorts_) {

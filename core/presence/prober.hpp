@@ -13,17 +13,24 @@
 
 namespace corvane {
 
-// Asks whether a device answers on an address: one ICMP echo request and a TCP connect to
-// each port, all at once through the served card, and the first sign of life wins. Blocks
-// for at most about the timeout and shares no state, so several probes may run at once.
+// Whether a probe also asks the link by ARP (it needs CAP_NET_RAW; without it the probe
+// goes on without ARP).
+enum class ARPProbing { enabled, disabled };
+
+// Asks whether a device answers on an address: one ICMP echo request, an ARP probe and a TCP
+// connect to each port, all at once through the served card, and the first sign of life wins.
+// ARP finds devices whose firewall drops ICMP and closes every port, and answers at once
+// where the kernel's neighbour resolution would hold the other packets back. Blocks for at
+// most about the timeout and shares no state, so several probes may run at once.
 class Prober {
 public:
     Prober(std::string interfaceName, std::vector<std::uint16_t> tcpPorts,
-           ICMPMode icmpMode = ICMPMode::automatic);
+           ICMPMode icmpMode = ICMPMode::automatic, ARPProbing arpProbing = ARPProbing::enabled);
 
     const std::string& interfaceName() const { return interfaceName_; }
     const std::vector<std::uint16_t>& tcpPorts() const { return tcpPorts_; }
     ICMPMode icmpMode() const { return icmpMode_; }
+    ARPProbing arpProbing() const { return arpProbing_; }
 
     // Every socket it opens is closed again before it returns, whatever the outcome.
     ProbeResult probe(IPv4Address ip, std::chrono::milliseconds timeout) const;
@@ -42,6 +49,7 @@ private:
     std::string interfaceName_;
     std::vector<std::uint16_t> tcpPorts_;
     ICMPMode icmpMode_;
+    ARPProbing arpProbing_;
 };
 
 } // namespace corvane

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/presence/arp_probe.hpp"
 #include "core/presence/prober.hpp"
 
 namespace corvane {
@@ -57,6 +58,43 @@ TEST(EchoReplyRecognition, AcceptsOnlyWellFormedRepliesForUs) {
     };
     for (const auto& [rule, datagram, identifier, accepted] : cases) {
         EXPECT_EQ(Prober::isEchoReply(datagram, identifier), accepted) << rule;
+    }
+}
+
+// Our probe asks from 0.0.0.0, so it teaches no neighbour anything; of the ARP traffic a
+// packet socket sees, only a message sent from the probed address is an answer.
+TEST(ARPProbe, AsksWithoutASenderAddressAndTakesOnlyWhatTheAddressSaid) {
+    const auto ours = *MACAddress::parse("02:00:00:00:00:01");
+    const auto theirs = *MACAddress::parse("02:00:00:00:00:02");
+    const IPv4Address probed(10, 77, 0, 99);
+    const Bytes expected = {
+        0x00, 0x01, 0x08, 0x00, 6,    4,    0x00, 0x01,         // Ethernet, IPv4, request
+        0x02, 0x00, 0x00, 0x00, 0x00, 0x01, 0,    0,    0, 0,   // from us, from 0.0.0.0
+        0,    0,    0,    0,    0,    0,    10,   77,   0, 99}; // for the probed address
+    EXPECT_EQ(ARPProbe::request(ours, probed), expected);
+
+    const auto message = [&](std::uint8_t operation, IPv4Address sender, MACAddress hardware) {
+        auto bytes = ARPProbe::request(hardware, probed);
+        bytes[7] = operation;
+        const auto address = sender.bytes();
+        std::copy(address.begin(), address.end(), bytes.begin() + 14);
+        return bytes;
+    };
+    struct Case {
+        const char* rule;
+        Bytes message;
+        std::optional<MACAddress> answer;
+    };
+    const Case cases[] = {
+        {"a reply from the address", message(2, probed, theirs), theirs},
+        {"a request the address sent itself", message(1, probed, theirs), theirs},
+        {"another host's probe for the address", message(1, IPv4Address::zero, theirs), {}},
+        {"another address's reply", message(2, IPv4Address(10, 77, 0, 2), theirs), {}},
+        {"no hardware address", message(2, probed, MACAddress()), {}},
+        {"cut short", Bytes(expected.begin(), expected.end() - 1), {}},
+    };
+    for (const auto& [rule, bytes, answer] : cases) {
+        EXPECT_EQ(ARPProbe::answerFrom(bytes, probed), answer) << rule;
     }
 }
 
