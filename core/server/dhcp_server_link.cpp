@@ -137,7 +137,8 @@ void DHCPServer::armPresenceTimer(std::chrono::steady_clock::duration delay) {
 }
 
 // Each bound device is probed on the pool, all at once; the answers come back one by one
-// and only a change of state is reported.
+// and only a change of state is reported. No ARP broadcast here: one per device every cycle
+// would reach every device on the segment, and the kernel keeps known neighbours resolved.
 void DHCPServer::runPresenceCycle() {
     if (!running_ || !options_.presenceEnabled || !linkUp_) {
         return;
@@ -153,8 +154,9 @@ void DHCPServer::runPresenceCycle() {
             continue;
         }
         asio::post(probePool_, [weak = weak_from_this(), context = context_,
-                                prober = Prober(interfaceName_, ports), ip = lease.ip,
-                                mac = lease.mac, cardIndex] {
+                                prober = Prober(interfaceName_, ports, ICMPMode::automatic,
+                                                ARPProbing::disabled),
+                                ip = lease.ip, mac = lease.mac, cardIndex] {
             const auto result = prober.probe(ip, Timing::probeTimeout);
             const auto neighbours = ARPTable::read(cardIndex);
             std::optional<MACAddress> neighbourMAC;
