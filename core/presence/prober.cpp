@@ -132,11 +132,13 @@ ConnectOutcome startConnect(const std::string& card, IPv4Address ip, std::uint16
     return std::monostate{};
 }
 
-std::optional<ProbeResult> readEchoReplies(WatchedSocket& socket, const ICMPPurpose& purpose,
-                                           IPv4Address ip, Clock::time_point start) {
+// Reads what is queued on `socket`, a bounded number of datagrams, until `judge` (given the
+// sender's address and the bytes) finds an answer in one.
+template <typename SenderAddress, typename Judge>
+std::optional<ProbeResult> readUntilAnswer(WatchedSocket& socket, Judge judge) {
     std::array<std::uint8_t, largestReply> datagram{};
     for (int attempt = 0; attempt < datagramsPerPass; ++attempt) {
-        sockaddr_in sender{};
+        SenderAddress sender{};
         socklen_t senderLength = sizeof(sender);
         const auto received = ::recvfrom(socket.descriptor.get(), datagram.data(), datagram.size(),
                                          0, reinterpret_cast<sockaddr*>(&sender), &senderLength);
@@ -150,46 +152,44 @@ std::optional<ProbeResult> readEchoReplies(WatchedSocket& socket, const ICMPPurp
             }
             return std::nullopt;
         }
-        // Raw sockets see every ICMP message that reaches the card, not only ours.
-        if (sender.sin_family != AF_INET || ntohl(sender.sin_addr.s_addr) != ip.value()) {
-            continue;
-        }
         const std::span<const std::uint8_t> bytes(datagram.data(),
                                                   static_cast<std::size_t>(received));
-        if (Prober::isEchoReply(bytes, purpose.identifier)) {
-            return ProbeResult::echoReply(Clock::now() - start);
+        if (auto answer = judge(sender, bytes)) {
+            return answer;
         }
     }
     return std::nullopt;
 }
 
-std::optional<ProbeResult> readARPAnswers(WatchedSocket& socket, IPv4Address ip) {
-    std::array<std::uint8_t, largestReply> message{};
-    for (int attempt = 0; attempt < datagramsPerPass; ++attempt) {
-        sockaddr_ll sender{};
-        socklen_t senderLength = sizeof(sender);
-        const auto received = ::recvfrom(socket.descriptor.get(), message.data(), message.size(), 0,
-                                         reinterpret_cast<sockaddr*>(&sender), &senderLength);
-        if (received < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            if (errno != EAGAIN && errno != EWOULDBLOCK) {
-                socket.descriptor.reset();
+std::optional<ProbeResult> readEchoReplies(WatchedSocket& socket, const ICMPPurpose& purpose,
+                                           IPv4Address ip, Clock::time_point start) {
+    return readUntilAnswer<sockaddr_in>(
+        socket,
+        [&](const sockaddr_in& sender,
+            std::span<const std::uint8_t> bytes) -> std::optional<ProbeResult> {
+            // Raw sockets see every ICMP message that reaches the card, not only ours.
+            if (sender.sin_family == AF_INET && ntohl(sender.sin_addr.s_addr) == ip.value() &&
+                Prober::isEchoReply(bytes, purpose.identifier)) {
+                return ProbeResult::echoReply(Clock::now() - start);
             }
             return std::nullopt;
-        }
-        // A packet socket also sees what this host sends, our own probe included.
-        if (sender.sll_pkttype == PACKET_OUTGOING) {
-            continue;
-        }
-        const std::span<const std::uint8_t> bytes(message.data(),
-                                                  static_cast<std::size_t>(received));
-        if (const auto from = ARPProbe::answerFrom(bytes, ip)) {
-            return ProbeResult::arpAnswer(*from);
-        }
-    }
-    return std::nullopt;
+        });
+}
+
+std::optional<ProbeResult> readARPAnswers(WatchedSocket& socket, IPv4Address ip) {
+    return readUntilAnswer<sockaddr_ll>(
+        socket,
+        [&](const sockaddr_ll& sender,
+            std::span<const std::uint8_t> bytes) -> std::optional<ProbeResult> {
+            // A packet socket also sees what this host sends, our own probe included.
+            if (sender.sll_pkttype == PACKET_OUTGOING) {
+                return std::nullopt;
+            }
+            if (const auto from = ARPProbe::answerFrom(bytes, ip)) {
+                return ProbeResult::arpAnswer(*from);
+            }
+            return std::nullopt;
+        });
 }
 
 std::optional<ProbeResult> connectOutcome(WatchedSocket& socket, const TCPPurpose& purpose) {
