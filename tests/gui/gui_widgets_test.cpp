@@ -22,7 +22,6 @@
 #include "app/gui/settings_dialog.hpp"
 #include "app/gui/waiting_panel.hpp"
 #include "app/model/app_model.hpp"
-#include "app/model/app_texts.hpp"
 #include "core/config/config_texts.hpp"
 #include "core/config/settings_file.hpp"
 #include "core/events/notice_texts.hpp"
@@ -187,13 +186,11 @@ private Q_SLOTS:
         QTest::keyClicks(&rangeEnd, QStringLiteral("192.168.0.109"));
         QCOMPARE(sheet.rangeCountShown(), QStringLiteral("10 addresses"));
 
-        QTest::keyClicks(&child<QLineEdit>(sheet, "serverIP"), QStringLiteral(".5"));
+        // Which message goes under which area is settings_form_test's; here that typing
+        // reaches the form and a mistake holds back Save.
         QTest::keyClicks(&child<QLineEdit>(sheet, "dns"), QStringLiteral(", abc"));
-        QCOMPARE(sheet.messagesShown(SettingsForm::Field::server),
-                 gui_texts::toQString(config_texts::serverIPNotAnAddress));
         QCOMPARE(sheet.messagesShown(SettingsForm::Field::dns),
                  gui_texts::toQString(config_texts::dnsNotAddresses));
-        QCOMPARE(sheet.messagesShown(SettingsForm::Field::range), QString());
         QVERIFY(!sheet.canSave());
     }
 
@@ -209,38 +206,15 @@ private Q_SLOTS:
         QCOMPARE(sheet.config(), std::optional(lab));
 
         sheet.reservationsPage().reserve("02:00:00:00:00:02", "10.0.0.5", "");
-        QCOMPARE(sheet.messagesShown(SettingsForm::Field::reservations),
-                 QStringLiteral("Reserved address 10.0.0.5 for 02:00:00:00:00:02 must be inside "
-                                "192.168.0.0/24."));
+        QVERIFY(!sheet.messagesShown(SettingsForm::Field::reservations).isEmpty());
         QVERIFY(!sheet.canSave());
         sheet.reservationsPage().reserve("02:00:00:00:00:02", "192.168.0.21", "");
         QCOMPARE(sheet.messagesShown(SettingsForm::Field::reservations), QString());
         QCOMPARE(sheet.config()->reservations.size(), 2u);
 
         QTest::keyClicks(&child<QLineEdit>(sheet, "nextServer"), QStringLiteral("x"));
-        QCOMPARE(sheet.messagesShown(SettingsForm::Field::boot),
-                 gui_texts::toQString(config_texts::nextServerNotAnAddress));
+        QVERIFY(!sheet.messagesShown(SettingsForm::Field::boot).isEmpty());
         QVERIFY(!sheet.canSave());
-    }
-
-    // Showing the command, running it and its failure form are checked through the dashboard
-    // below.
-    void commandDialogCopiesTheTerminalFormAndWarnsBeforeRemovingAddresses() {
-        CommandDialog dialog;
-        const PendingCommand flush{7, "Configure lab0 as 192.168.0.1/24?",
-                                   SetupCommand{{"ip address flush dev 'lab0'",
-                                                 "ip address add 192.168.0.1/24 dev 'lab0'"}},
-                                   "lab0"};
-        dialog.showConfirmation(flush);
-        QCOMPARE(dialog.warningShown(),
-                 QString::fromStdString(app_texts::removesAddressesWarning("lab0")));
-        child<QPushButton>(dialog, "copyTerminalCommand").click();
-        QCOMPARE(QGuiApplication::clipboard()->text(),
-                 QStringLiteral("sudo ip address flush dev 'lab0' && sudo ip address add "
-                                "192.168.0.1/24 dev 'lab0'"));
-        dialog.showConfirmation({8, "Configure Wired 1 as 192.168.0.1/24?",
-                                 SetupCommand{{"nmcli connection up 'Wired 1'"}}, "Wired 1"});
-        QCOMPARE(dialog.warningShown(), QString());
     }
 
     void checklistOffersTheFixAsAButtonWhileStopped() {
@@ -304,10 +278,8 @@ private Q_SLOTS:
         Dashboard dashboard({});
         dashboard.open();
         auto& window = dashboard.window;
-        QTRY_COMPARE(window.waitingPanel().tcpdumpCommand(),
-                     QStringLiteral("sudo tcpdump -i en0 -n -e 'udp port 67 or udp port 68'"));
-        QCOMPARE(window.waitingPanel().nextAddressText(),
-                 QStringLiteral("192.168.0.100 is ready to hand out"));
+        QTRY_COMPARE(window.waitingPanel().nextAddressText(),
+                     QStringLiteral("192.168.0.100 is ready to hand out"));
 
         SettingsDialog& sheet = window.settingsDialog();
         auto& rangeStart = child<QLineEdit>(sheet, "rangeStart");

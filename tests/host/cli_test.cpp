@@ -152,8 +152,6 @@ TEST(LabFlags, EachBadValueQuotesItsFlagAndSaysWhatIsWrong) {
     const std::pair<std::vector<std::string>, std::string> cases[] = {
         {{"--reserve", "02:00:00:00:00:zz=192.168.0.5"},
          "--reserve 02:00:00:00:00:zz=192.168.0.5: \"02:00:00:00:00:zz\" is not a MAC address"},
-        {{"--reserve", "02:00:00:00:00:01=192.168.0"},
-         "--reserve 02:00:00:00:00:01=192.168.0: \"192.168.0\" is not an IPv4 address"},
         {{"--reserve", "02:00:00:00:00:01"}, "--reserve 02:00:00:00:00:01: A reservation must be"},
         {{"--reserve", "02:00:00:00:00:01=10.0.0.5"},
          "--reserve 02:00:00:00:00:01=10.0.0.5: Reserved address 10.0.0.5 for 02:00:00:00:00:01 "
@@ -163,12 +161,8 @@ TEST(LabFlags, EachBadValueQuotesItsFlagAndSaysWhatIsWrong) {
          "--reserve 02:00:00:00:00:02=192.168.0.9: Address 192.168.0.9 is reserved twice"},
         {{"--option", "0=x"}, "--option 0=x: An option code must be a number from 1 to 254."},
         {{"--option", "66"}, "--option 66: An option must be written as CODE=VALUE"},
-        {{"--option", "224=hex:zz"},
-         "--option 224=hex:zz: Option 224 needs pairs of hexadecimal digits after hex:"},
         {{"--option", "6=1.1.1.1"},
          "--option 6=1.1.1.1: Option 6 is written by Corvane itself; use --dns instead."},
-        {{"--option", "61=hex:01"},
-         "--option 61=hex:01: Option 61 is written by Corvane itself and can't be set."},
         {{"--option", "66=a", "--option", "66=b"}, "--option 66=b: Option 66 is given twice"},
         {{"--next-server", "tftp"}, "--next-server: \"tftp\" is not an IPv4 address."},
         {{"--boot-file", std::string(128, 'b')},

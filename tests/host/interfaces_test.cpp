@@ -197,31 +197,6 @@ TEST(NetworkManagerListing, UnescapesTerseFields) {
     // host_e2e_test.cpp.
 }
 
-TEST(ServiceConfigs, NetworkManagerSpeaksOnlyForTheLinksItManages) {
-    const auto mac = [](int last) {
-        return MACAddress::parse("02:00:00:00:00:0" + std::to_string(last));
-    };
-    const auto link = [&](int index, std::string name) {
-        return Rtnetlink::Link{index, std::move(name), 0, ARPHRD_ETHER, mac(index), ""};
-    };
-    const std::vector<Rtnetlink::Link> links = {link(1, "eth0"), link(2, "eth1"), link(3, "eth2"),
-                                                link(4, "veth2")};
-    const std::vector<NetworkManager::Device> managed = {
-        {"eth0", mac(1)}, {"eth1", mac(2)}, {"eth2", mac(9)}};
-    const Interfaces::ServiceConfig office{"Office", NetworkCard::DHCP{}, true};
-    const std::map<std::string, Interfaces::ServiceConfig> profiles = {{"eth0", office},
-                                                                       {"eth2", office}};
-    const std::map<std::string, Interfaces::ServiceConfig> expected = {
-        {"eth0", office},
-        {"eth2", {"eth2", NetworkCard::None{}, false}},
-        {"veth2", {"veth2", NetworkCard::None{}, false}},
-    };
-    // eth1 is managed but has no profile, so it has no service; eth2 only shares its name
-    // with a managed device, so the kernel speaks for it. How an address's lifetime gives the
-    // kernel's method is read from real veths in the namespace tests.
-    EXPECT_EQ(Interfaces::serviceConfigs(links, {}, managed, profiles), expected);
-}
-
 class FakeSysfs : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -93,36 +93,6 @@ TEST_F(LeaseFileTest, SaveThenLoadGivesTheSameTableWithoutCleaningIt) {
     EXPECT_EQ(std::distance(fs::directory_iterator(file.path().parent_path()), {}), 1);
 }
 
-TEST_F(LeaseFileTest, WritesSortedKeysPrettyPrinted) {
-    auto lease = makeLease(macNumbered(1), address("10.0.0.100"), Lease::State::bound,
-                           secondsFromNow(3600), secondsFromNow(-60));
-    lease.hostname = "camera";
-    LeaseFile(leasesPath())
-        .save(LeaseTable({lease}, {Quarantine{address("10.0.0.7"), now, macNumbered(2)}}));
-    EXPECT_EQ(readFile(leasesPath()), R"({
-  "leases": [
-    {
-      "expiresAt": "2025-03-01T13:00:00Z",
-      "firstSeen": "2025-03-01T11:59:00Z",
-      "hostname": "camera",
-      "ip": "10.0.0.100",
-      "lastSeen": "2025-03-01T11:59:00Z",
-      "mac": "02:00:00:00:00:01",
-      "state": "bound"
-    }
-  ],
-  "quarantine": [
-    {
-      "ip": "10.0.0.7",
-      "reportedBy": "02:00:00:00:00:02",
-      "until": "2025-03-01T12:00:00Z"
-    }
-  ],
-  "version": 1
-}
-)");
-}
-
 TEST_F(LeaseFileTest, AnythingButAVersion1DocumentIsMovedAsideUntouched) {
     const std::string lease = R"({"mac": "02:00:00:00:00:01", "ip": "10.0.0.5",
         "state": "bound", "expiresAt": "2025-03-01T13:00:00Z",

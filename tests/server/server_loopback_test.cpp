@@ -12,7 +12,6 @@
 #include "core/leases/lease_file_error.hpp"
 #include "core/responder/responder_texts.hpp"
 #include "core/server/server_texts.hpp"
-#include "core/transport/transport_texts.hpp"
 #include "tests/server/server_test_support.hpp"
 
 namespace corvane {
@@ -77,25 +76,6 @@ protected:
         EXPECT_EQ(events().next(eventWait), std::nullopt);
     }
 };
-
-TEST_F(LoopbackServerTest, OfferAndAckAreReportedInOrderAndTheBoundLeaseIsSaved) {
-    startServer();
-    const auto mac = device(1);
-    const auto offer = exchange(discover(mac, 0x1001), Lease::State::offered);
-    ASSERT_TRUE(offer);
-    EXPECT_EQ(offer->op, 2);
-    EXPECT_TRUE(config.inRange(offer->yiaddr)) << offer->yiaddr.description();
-
-    clock.advance(5s);
-    const auto ack =
-        exchange(request(mac, 0x1002, config.serverIP, offer->yiaddr), Lease::State::bound);
-    ASSERT_TRUE(ack);
-    EXPECT_EQ(ack->yiaddr, offer->yiaddr);
-    const auto onDisk = savedTable();
-    ASSERT_EQ(onDisk.leases().size(), 1u);
-    EXPECT_EQ(onDisk.leases().front().state, Lease::State::bound);
-    EXPECT_EQ(server->currentTable(), onDisk);
-}
 
 TEST_F(LoopbackServerTest, LoadedLeasesOutsideTheRangeAreDroppedBeforeServing) {
     const auto inside = boundLease(device(1), ip("192.168.0.150"), 1h);
@@ -168,19 +148,11 @@ TEST_F(LoopbackServerTest, RepliesWaitForTheirLeaseOnDiskAndServingResumesByItse
     EXPECT_EQ(savedTable().lease(mac).value().state, Lease::State::bound);
 }
 
-TEST_F(LoopbackServerTest, ForgettingAndClearingRemoveLeasesAndSaveTheTable) {
+// Forgetting a live lease is driven through the control socket in e2e_control.
+TEST_F(LoopbackServerTest, ClearingRemovesOnlyLapsedRecordsAndSavesTheTable) {
     startServer();
-    const auto bound = device(6);
     const auto offeredOnly = device(7);
-    ASSERT_TRUE(bind(bound, 0x6001));
     ASSERT_TRUE(exchange(discover(offeredOnly, 0x7001), Lease::State::offered));
-
-    server->forgetLease(bound);
-    EXPECT_EQ(nextEvent(events(), "leaseRemoved"), ServerEvent(ServerEvent::LeaseRemoved{bound}));
-    // The table is saved right after the event; reading the table waits for that.
-    server->currentTable();
-    EXPECT_FALSE(savedTable().lease(bound));
-    EXPECT_TRUE(savedTable().lease(offeredOnly));
     server->forgetLease(device(99));
 
     // Still within the offer's hold: nothing to clear. Reading the table waits for the
@@ -218,24 +190,6 @@ TEST_F(LoopbackServerTest, ReleasingTheLastOwnerStopsAndSaves) {
     ASSERT_TRUE(exchange(discover(device(9), 0x9001), Lease::State::offered));
     server.reset();
     EXPECT_TRUE(savedTable().lease(device(9)));
-}
-
-TEST_F(LoopbackServerTest, FailedOpenIsThrownAndALaterStartMaySucceed) {
-    {
-        const HeldLoopbackPort taken;
-        serverPort = taken.port();
-        makeServer();
-        try {
-            server->start();
-            ADD_FAILURE() << "started on a port another socket holds";
-        } catch (const TransportError& error) {
-            EXPECT_EQ(error,
-                      TransportError(transport_texts::bind(IPv4Address::loopback, serverPort),
-                                     EADDRINUSE));
-        }
-        EXPECT_EQ(events().next(10ms), std::nullopt) << "events before a successful start";
-    }
-    startServer();
 }
 
 } // namespace

@@ -16,8 +16,6 @@ namespace {
 using namespace corvane::testing;
 using Events = std::vector<ServerEvent>;
 
-// How long a reply that must not come is given to show up anyway.
-constexpr auto strayLimit = 300ms;
 constexpr auto serverPort = TransportMode::dhcpServerPort;
 
 // A DHCP client on `card` of the namespace `name`.
@@ -182,44 +180,6 @@ TEST_F(ServedCardTest, PresenceTellsPresentAbsentAndConflictingDevicesAndRepeats
     // full timeout, so twice that is enough for every answer to be in.
     server->refreshPresence();
     EXPECT_EQ(events().next(2 * Timing::probeTimeout + 500ms), std::nullopt);
-}
-
-// A full pool whose only address is held by a device that may be gone: the address is
-// probed first, and given away only when nothing answers.
-TEST_F(ServedCardTest, HeldAddressIsProbedBeforeItIsGivenAway) {
-    config.rangeEnd = config.rangeStart;
-    for (const bool holderAnswers : {false, true}) {
-        SCOPED_TRACE(holderAnswers ? "answering holder is kept" : "silent holder is reclaimed");
-        const auto holder = liveLease(device(8), config.rangeStart);
-        if (holderAnswers) {
-            lab.run(deviceSide, "ip address add 10.77.0.100/24 dev dev1");
-        }
-        startServer(true, {holder});
-        const auto client = cardClient(deviceSide, "dev1");
-        client.send(discover(device(9), 0xF001), serverPort);
-
-        ASSERT_TRUE(nextOf<ServerEvent::Received>(events(), "received"));
-        EXPECT_EQ(nextEvent(events(), "probing"),
-                  ServerEvent(ServerEvent::Info{server_texts::probingBeforeReuse(holder.ip)}));
-        if (holderAnswers) {
-            // The presence cycle may report the holder meanwhile.
-            auto event = nextEvent(events(), "pool exhausted");
-            while (event && event->is<ServerEvent::Presence>()) {
-                event = nextEvent(events(), "pool exhausted");
-            }
-            ASSERT_TRUE(event && event->is<ServerEvent::Dropped>())
-                << ::testing::PrintToString(event);
-            EXPECT_FALSE(client.receive(strayLimit));
-        } else {
-            const auto offer = client.receive();
-            ASSERT_TRUE(offer);
-            EXPECT_EQ(offer->yiaddr, holder.ip);
-            EXPECT_EQ(server->currentTable().lease(holder.mac).value().state,
-                      Lease::State::reclaimed);
-        }
-        server->stop();
-        server.reset();
-    }
 }
 
 } // namespace
