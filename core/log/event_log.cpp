@@ -229,10 +229,12 @@ std::string kind(const ServerEvent& event) {
 
 std::string timestamp(TimePoint at, const date::time_zone* zone) {
     const auto clock = ZonedClock::of(at, zone);
-    // The milliseconds come from the instant itself, floored, with a truncating remainder:
-    // 0.9999 s into a second is 999, never a rounded-up 1000.
-    const auto milliseconds =
-        std::chrono::floor<std::chrono::milliseconds>(at).time_since_epoch().count() % 1000;
+    // The milliseconds come from the instant itself, floored against the floored second, so
+    // 0.9999 s into a second is 999, never a rounded-up 1000, and an instant before 1970 has
+    // no negative remainder.
+    const auto milliseconds = (std::chrono::floor<std::chrono::milliseconds>(at) -
+                               std::chrono::floor<std::chrono::seconds>(at))
+                                  .count();
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d.%03d", clock.hour, clock.minute,
                   clock.second, static_cast<int>(milliseconds));
