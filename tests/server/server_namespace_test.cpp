@@ -17,6 +17,8 @@ using namespace corvane::testing;
 using Events = std::vector<ServerEvent>;
 
 constexpr auto serverPort = TransportMode::dhcpServerPort;
+// How long a reply that must not come is given to show up anyway.
+constexpr auto strayLimit = 300ms;
 
 // A DHCP client on `card` of the namespace `name`.
 ClientSocket cardClient(const std::string& name, const std::string& card) {
@@ -180,6 +182,30 @@ TEST_F(ServedCardTest, PresenceTellsPresentAbsentAndConflictingDevicesAndRepeats
     // full timeout, so twice that is enough for every answer to be in.
     server->refreshPresence();
     EXPECT_EQ(events().next(2 * Timing::probeTimeout + 500ms), std::nullopt);
+}
+
+// A full pool whose only address is held by a device that is there: the server's own probe,
+// through the card, must find it, so the address is not given to a newcomer. (e2e_full_pool
+// has the silent holders that are reclaimed.)
+TEST_F(ServedCardTest, AHolderThatAnswersTheProbeKeepsItsAddress) {
+    config.rangeEnd = config.rangeStart;
+    const auto holder = liveLease(device(8), config.rangeStart);
+    lab.run(deviceSide, "ip address add 10.77.0.100/24 dev dev1");
+    startServer(true, {holder});
+    const auto client = cardClient(deviceSide, "dev1");
+    client.send(discover(device(9), 0xF001), serverPort);
+
+    ASSERT_TRUE(nextOf<ServerEvent::Received>(events(), "received"));
+    EXPECT_EQ(nextEvent(events(), "probing"),
+              ServerEvent(ServerEvent::Info{server_texts::probingBeforeReuse(holder.ip)}));
+    // The presence cycle may report the holder meanwhile.
+    auto event = nextEvent(events(), "pool exhausted");
+    while (event && event->is<ServerEvent::Presence>()) {
+        event = nextEvent(events(), "pool exhausted");
+    }
+    ASSERT_TRUE(event && event->is<ServerEvent::Dropped>()) << ::testing::PrintToString(event);
+    EXPECT_FALSE(client.receive(strayLimit));
+    EXPECT_EQ(server->currentTable().lease(holder.mac).value().state, Lease::State::bound);
 }
 
 } // namespace
