@@ -21,7 +21,10 @@ for source in "$root"/fuzz/*_fuzz.cpp; do
   work="$root/fuzz/corpus-work/$name"
   rm -rf "$work"; mkdir -p "$work"
   cp -r "$root/fuzz/corpus/$name/." "$work/" 2>/dev/null || true
-  echo "fuzz: $name for ${runs:+$runs inputs or }${seconds}s"
+  if [ -z "$runs" ]; then bound="${seconds}s"
+  elif [ "$seconds" = 0 ]; then bound="$runs inputs"
+  else bound="$runs inputs or ${seconds}s"; fi
+  echo "fuzz: $name for $bound"
   "$build/fuzz/$name" "${limits[@]}" -timeout=5 -rss_limit_mb=2048 \
       -artifact_prefix="$root/fuzz/corpus-work/$name-" "$work" 2>"$root/fuzz/corpus-work/$name.log" \
     || { tail -n 40 "$root/fuzz/corpus-work/$name.log"; echo "fuzz: $name found a failure" >&2; exit 1; }
