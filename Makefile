@@ -62,7 +62,7 @@ format:
 	@git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
 
 tidy: debug
-	@git ls-files 'core/*.cpp' 'cli/*.cpp' | xargs clang-tidy -p build/debug --quiet
+	@git ls-files 'core/*.cpp' 'cli/*.cpp' | xargs clang-tidy -p build/debug --quiet --extra-arg=-Wno-unknown-warning-option
 
 clean:
 	@rm -rf build

@@ -331,7 +331,7 @@ bool Prober::isEchoReply(std::span<const std::uint8_t> datagram,
     auto message = datagram;
     // ICMP types never have 4 in their high nibble, so a 4 there is the IPv4 version.
     if (!message.empty() && (message[0] >> 4) == 4) {
-        const std::size_t headerLength = (message[0] & 0x0Fu) * 4u;
+        const std::size_t headerLength = std::size_t{message[0] & 0x0Fu} * 4u;
         if (headerLength < smallestIPv4Header || message.size() <= headerLength) {
             return false;
         }
