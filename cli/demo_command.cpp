@@ -40,7 +40,7 @@ ServerConfig demoConfig() {
 }
 
 // A locally administered address, so it can never be mistaken for a real card's.
-const MACAddress demoDeviceMAC = *MACAddress::parse("02:c0:4a:0d:e0:01");
+constexpr MACAddress demoDeviceMAC(MACAddress::ByteArray{0x02, 0xc0, 0x4a, 0x0d, 0xe0, 0x01});
 
 // Root, or both capabilities that creating and entering namespaces take.
 bool mayCreateNamespaces() {

@@ -113,6 +113,7 @@ void DemoLab::startDevice() {
                                                 "-V",
                                                 "corvane-demo"};
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (const auto& argument : arguments) {
         argv.push_back(const_cast<char*>(argument.c_str()));
     }

@@ -89,7 +89,7 @@ StopSignals::Outcome StopSignals::wait(std::optional<std::chrono::milliseconds> 
     }
 }
 
-void StopSignals::cancel() {
+void StopSignals::cancel() const {
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(cancelDescriptor_, &one, sizeof one);
 }

@@ -22,7 +22,7 @@ public:
 
     // Blocks until a stop signal arrives, `limit` passes, or another thread calls `cancel`.
     Outcome wait(std::optional<std::chrono::milliseconds> limit);
-    void cancel();
+    void cancel() const;
 
     // The mask a child program must start with: nothing blocked, as a shell would give it.
     static sigset_t childSignalMask();

@@ -27,7 +27,7 @@ ControlClient::ControlClient(const std::filesystem::path& socket) {
         errno = ENAMETOOLONG;
         throw ControlError(reached(socket));
     }
-    std::strcpy(address.sun_path, socket.c_str());
+    std::memcpy(address.sun_path, socket.c_str(), socket.string().size() + 1);
     descriptor_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (descriptor_ < 0 ||
         ::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
@@ -43,6 +43,8 @@ ControlClient::~ControlClient() {
     ::close(descriptor_);
 }
 
+// Not const: what the socket carries is this client's state, even if no member changes.
+// NOLINTNEXTLINE(readability-make-member-function-const)
 void ControlClient::send(const nlohmann::json& request) {
     const auto line = request.dump() + "\n";
     std::size_t done = 0;

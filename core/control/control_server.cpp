@@ -43,7 +43,7 @@ int listenAt(const std::filesystem::path& path) {
         errno = ENAMETOOLONG;
         fail("create", path);
     }
-    std::strcpy(address.sun_path, path.c_str());
+    std::memcpy(address.sun_path, path.c_str(), path.string().size() + 1);
     const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
         fail("create", path);
@@ -120,7 +120,7 @@ void ControlServer::refuseRequests() {
     refusing_ = true;
 }
 
-void ControlServer::wake() {
+void ControlServer::wake() const {
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(wakeup_, &one, sizeof(one));
 }

@@ -57,7 +57,7 @@ private:
     void fanOut();
     void queueFor(Client& client, std::string_view line);
     bool writeTo(Client& client);
-    void wake();
+    void wake() const;
 
     std::filesystem::path socketPath_;
     ControlHandler handler_;

@@ -25,7 +25,7 @@ std::filesystem::path baseFolder() {
 } // namespace
 
 std::filesystem::path privateDirectory() {
-    const auto folder = baseFolder();
+    auto folder = baseFolder();
     if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
         throw ControlError(control_texts::socketFailed("create the folder for", folder.string(),
                                                        std::strerror(errno)));

@@ -8,7 +8,7 @@ ControlHandler serverControlHandler(const std::shared_ptr<DHCPServer>& server) {
     // The server's own calls are queued on its thread; reading the table after them waits
     // until they have run, so the reply tells of a change that has already happened.
     handler.forget = [server](const MACAddress& mac) {
-        const auto lease = server->currentTable().lease(mac);
+        auto lease = server->currentTable().lease(mac);
         if (lease) {
             server->forgetLease(mac);
             server->currentTable();

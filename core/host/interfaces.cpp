@@ -41,7 +41,7 @@ std::optional<LinkSpeed> ethtoolLinkSpeed(const std::string& name) {
 
     // The settings record ends in three link-mode masks of up to 127 words each.
     alignas(ethtool_link_settings)
-        std::array<std::uint8_t, sizeof(ethtool_link_settings) + 3 * 127 * 4>
+        std::array<std::uint8_t, sizeof(ethtool_link_settings) + std::size_t{3} * 127 * 4>
             buffer{};
     auto* settings = reinterpret_cast<ethtool_link_settings*>(buffer.data());
     settings->cmd = ETHTOOL_GLINKSETTINGS;
@@ -101,6 +101,7 @@ std::map<std::string, Interfaces::ServiceConfig>
 networkManagerConfigs(const ProcessRunner& runner,
                       const std::vector<NetworkManager::Connection>& connections) {
     std::vector<std::string> uuids;
+    uuids.reserve(connections.size());
     for (const auto& connection : connections) {
         uuids.push_back(connection.uuid);
     }

@@ -8,7 +8,7 @@ std::string NetworkCard::addressSummary() const {
     if (addresses.empty()) {
         return std::string(host_texts::noAddress);
     }
-    const auto first = addresses.front().address.description();
+    auto first = addresses.front().address.description();
     if (addresses.front().address.isLinkLocal()) {
         return first + std::string(host_texts::selfAssignedSuffix);
     }

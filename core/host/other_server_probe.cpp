@@ -99,7 +99,7 @@ std::optional<OtherServerAnswer> answerIn(std::span<const std::uint8_t> datagram
         datagram[9] != IPPROTO_UDP) {
         return std::nullopt;
     }
-    const std::size_t headerLength = (datagram[0] & 0x0fu) * 4u;
+    const std::size_t headerLength = std::size_t{datagram[0] & 0x0fu} * 4u;
     if (datagram.size() < headerLength + udpHeaderLength ||
         shortAt(datagram, headerLength + 2) != clientPort) {
         return std::nullopt;

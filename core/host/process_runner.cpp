@@ -161,7 +161,8 @@ std::optional<std::string> ProcessRunner::locate(const std::string& program) con
         }
         // An empty entry means the current folder, as in a shell.
         const auto folder = end > start ? searchPath_.substr(start, end - start) : ".";
-        const auto candidate = folder + "/" + program;
+        std::string candidate(folder);
+        candidate.append("/").append(program);
         if (access(candidate.c_str(), X_OK) == 0) {
             return candidate;
         }

@@ -201,7 +201,8 @@ void LogFileWriter::writeToDayFile(const std::string& name, const std::string& t
 void LogFileWriter::removeOldFiles(TimePoint at) const {
     const auto today = ZonedClock::of(at, zone_);
     const date::sys_days cutoff =
-        date::sys_days(date::year{today.year} / today.month / today.day) - retention_;
+        date::sys_days(date::year{today.year} / date::month{today.month} / date::day{today.day}) -
+        retention_;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(directory_, error)) {
         const auto day = dayOfFileName(entry.path().filename().string());

@@ -20,9 +20,9 @@ constexpr std::size_t netlinkHeaderSize = sizeof(nlmsghdr);
 constexpr std::size_t neighbourHeaderSize = sizeof(ndmsg);
 constexpr std::size_t attributeHeaderSize = sizeof(rtattr);
 // A dump chunk is at most a few pages; a larger buffer keeps MSG_TRUNC from ever firing.
-constexpr std::size_t receiveBufferSize = 64 * 1024;
+constexpr std::size_t receiveBufferSize = std::size_t{64} * 1024;
 // No real neighbour table comes near this; it only bounds a misbehaving peer.
-constexpr std::size_t dumpSizeLimit = 32 * 1024 * 1024;
+constexpr std::size_t dumpSizeLimit = std::size_t{32} * 1024 * 1024;
 
 constexpr std::size_t alignedTo4(std::size_t length) {
     return (length + 3) & ~std::size_t{3};

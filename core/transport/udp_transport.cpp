@@ -105,6 +105,8 @@ void UDPTransport::close() {
     }
 }
 
+// Not const: taking a datagram off the socket changes what the transport holds.
+// NOLINTNEXTLINE(readability-make-member-function-const)
 std::optional<Datagram> UDPTransport::receive() {
     std::array<std::uint8_t, receiveBufferSize> data{};
     alignas(cmsghdr) std::array<unsigned char, controlBufferSize> control{};
