@@ -27,11 +27,6 @@ public:
     Prober(std::string interfaceName, std::vector<std::uint16_t> tcpPorts,
            ICMPMode icmpMode = ICMPMode::automatic, ARPProbing arpProbing = ARPProbing::enabled);
 
-    const std::string& interfaceName() const { return interfaceName_; }
-    const std::vector<std::uint16_t>& tcpPorts() const { return tcpPorts_; }
-    ICMPMode icmpMode() const { return icmpMode_; }
-    ARPProbing arpProbing() const { return arpProbing_; }
-
     // Every socket it opens is closed again before it returns, whatever the outcome.
     ProbeResult probe(IPv4Address ip, std::chrono::milliseconds timeout) const;
 
